@@ -1,0 +1,122 @@
+// Numeric resource ids shared by tlpdf.rc and the C++ code.
+//
+// MAIN_DLG, PROGRESS_MSGBOX and the icon and menu TLPDF are named resources on purpose: the code
+// loads them by name, so those names must never become macros here (a macro would turn them into
+// numeric ids in the compiled resources).
+#pragma once
+
+// ---- Strings ---------------------------------------------------------------------------------
+// Ids marked "no text" are used by callers but deliberately absent from the string table: the
+// by-id message boxes then show nothing. Adding a text to any of them changes behaviour.
+
+#define IDS_MEMGALLOC_FAILED        640     // no text
+#define IDS_EXEC_FAILED             10047
+#define IDS_VERSION_FORMAT          12240   // no text: the About box falls back to "Version %s"
+
+// File error reports, one per error kind of flReportError (12306..12310 do not follow the kind
+// order). No text.
+#define IDS_FLERR_KIND1             12300
+#define IDS_FLERR_KIND2             12301
+#define IDS_FLERR_KIND3             12302
+#define IDS_FLERR_KIND4             12303
+#define IDS_FLERR_KIND5             12304
+#define IDS_FLERR_KIND6             12305
+#define IDS_FLERR_KIND21            12306
+#define IDS_FLERR_KIND24            12307
+#define IDS_FLERR_KIND22            12308
+#define IDS_FLERR_KIND23            12309
+#define IDS_FLERR_KIND25            12310
+
+// Caption words of the message boxes.
+#define IDS_CAPTION_WARNING         12402
+#define IDS_CAPTION_ERROR           12403
+#define IDS_CAPTION_MESSAGE         12404
+
+#define IDS_PORT_FAILED             13215
+#define IDS_FOLDER_BLOCKED          13392   // no text
+#define IDS_SAVE_DATA_CAPTION       13461   // no text
+
+// Wait results of a child process. No text.
+#define IDS_WAIT_ABANDONED          14030
+#define IDS_WAIT_TIMEOUT            14031
+#define IDS_WAIT_FAILED             14032
+
+// Shell open failures. No text.
+#define IDS_OPEN_FAILED             14740
+#define IDS_OPEN_FAILED_TARGET      14741
+#define IDS_OPEN_FAILED_NONE        14742
+
+#define IDS_PRINTER_FAILED          14770
+
+// Component summary lines.
+#define IDS_GS_INSTALLED            14775
+#define IDS_GS_NOT_INSTALLED        14776
+#define IDS_REDMON_INSTALLED        14777
+#define IDS_REDMON_NOT_INSTALLED    14778
+
+// Main dialog status line.
+#define IDS_STATUS_READY            14806
+#define IDS_STATUS_DONE             14807
+#define IDS_STATUS_MISSING          14808
+
+#define IDS_OS_REFUSED              14809
+
+// Driver line of the component summary; the code picks NOT_INSTALLED as INSTALLED + 1.
+#define IDS_DRIVER_INSTALLED        14813
+#define IDS_DRIVER_NOT_INSTALLED    14814
+
+#define IDS_SETUP_COMPLETED         14819
+#define IDS_SETUP_FAILED            14839
+
+// Automatic setup: missing components (no text) and progress box bodies.
+#define IDS_MISSING_BOTH            14953   // no text
+#define IDS_MISSING_REDMON          14954   // no text
+#define IDS_PROGRESS_SETUP          14955
+#define IDS_PROGRESS_PRINTER        14956
+#define IDS_MISSING_GS              14957   // no text
+
+#define IDS_PROGRESS_CAPTION        15020
+
+// ---- Dialogs ---------------------------------------------------------------------------------
+// MAIN_DLG and PROGRESS_MSGBOX are named (see above).
+#define IDD_ABOUT                   103
+
+// ---- Controls --------------------------------------------------------------------------------
+#ifndef IDC_STATIC
+#define IDC_STATIC                  (-1)
+#endif
+
+// MAIN_DLG
+#define IDC_STATUS                  50
+#define IDC_URL                     56
+#define IDC_INSTRUCTIONS            65
+#define IDC_SETUP                   66
+#define IDC_ABOUT                   70
+#define IDC_DEBUG                   80
+#define IDC_REPORT                  81
+#define IDC_EXIT                    99
+#define IDC_COMPONENTS              752
+
+// PROGRESS_MSGBOX
+#define IDC_PROGRESS_TEXT           101
+
+// About box (103); its OK button is IDOK.
+#define IDC_VERSION                 1006
+#define IDC_COPYRIGHT               1007
+#define IDC_WEBSITE                 1008
+
+// ---- Icons, menus, accelerators --------------------------------------------------------------
+// Icon and menu TLPDF are named (see above).
+#define IDR_ACCEL                   109
+
+// ---- Commands --------------------------------------------------------------------------------
+// Posted by the main dialog to the main window, and carried by the menu and accelerators.
+#define IDM_ONESHOT_START           37      // posted at start-up in one-shot mode; not handled
+#define IDM_INSTRUCTIONS            38
+#define IDM_SETUP                   39
+#define IDM_EXIT                    105
+#define IDM_EXIT_ALT                109     // nothing sends it; handled like IDM_EXIT
+#define IDM_ABOUT                   809
+
+// Handled by the main dialog itself; no control bears it.
+#define IDC_REINIT                  55
