@@ -1,0 +1,20 @@
+// Process-wide shell state that the support layer consults: module instance and frame window.
+#include "support/appstate.h"
+
+static HINSTANCE g_instance;
+static HWND g_frameWindow;
+
+void appSetInstance(HINSTANCE instance) { g_instance = instance; }
+
+// Before the shell registers its instance (tests), strings come from the executable.
+HINSTANCE appGetInstance() { return g_instance ? g_instance : GetModuleHandleW(nullptr); }
+
+void appSetFrameWindow(HWND frame) { g_frameWindow = frame; }
+
+HWND appGetFrameWindow() { return g_frameWindow; }
+
+static AppIdentity g_identity;
+
+void appStoreIdentity(const AppIdentity &identity) { g_identity = identity; }
+
+const AppIdentity &appIdentity() { return g_identity; }

@@ -1,0 +1,22 @@
+// Process-wide shell state that the support layer consults: module instance and frame window.
+#pragma once
+#include <windows.h>
+
+void appSetInstance(HINSTANCE instance);
+HINSTANCE appGetInstance();
+void appSetFrameWindow(HWND frame);
+HWND appGetFrameWindow();
+
+// The application's identity, fixed once at start-up; it names the settings key.
+struct AppIdentity {
+    wchar_t company[64];
+    wchar_t product[64];
+    wchar_t shortName[64];
+    wchar_t spare[32];
+    DWORD flags;
+    WORD versionNumber;
+    WORD versionBuild;
+};
+
+void appStoreIdentity(const AppIdentity &identity);
+const AppIdentity &appIdentity();

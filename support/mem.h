@@ -1,0 +1,28 @@
+// Movable global memory blocks, block arrays and text blocks.
+#pragma once
+#include <windows.h>
+
+HGLOBAL memGAlloc(HGLOBAL block, SIZE_T size);
+HGLOBAL memGSetBytes(HGLOBAL block, SIZE_T offset, const void *source, SIZE_T count);
+HGLOBAL memGArraySet(HGLOBAL block, int index, const void *element, SIZE_T elementSize);
+void memGArrayRemove(HGLOBAL block, int count, int index, SIZE_T elementSize);
+int memGArrayPop(HGLOBAL *block, int *count, void *destination, SIZE_T elementSize, int freeWhenEmpty);
+SIZE_T memGSize(HGLOBAL block);
+void memGFree(HGLOBAL block);
+
+HGLOBAL txtGNew(const wchar_t *text);
+HGLOBAL txtGAppend(HGLOBAL block, const wchar_t *text);
+
+// Locks a block for the lifetime of the object; unlocks on scope exit.
+template <typename T> class MemLock {
+public:
+    explicit MemLock(HGLOBAL block) : block_(block), ptr_(block ? static_cast<T *>(GlobalLock(block)) : nullptr) {}
+    ~MemLock() { if (ptr_) GlobalUnlock(block_); }
+    MemLock(const MemLock &) = delete;
+    MemLock &operator=(const MemLock &) = delete;
+    T *get() const { return ptr_; }
+    explicit operator bool() const { return ptr_ != nullptr; }
+private:
+    HGLOBAL block_;
+    T *ptr_;
+};

@@ -1,0 +1,26 @@
+// Message boxes centred over the frame window, with captions from the string table.
+#pragma once
+#include <windows.h>
+
+void msgSetDefaultOwner(HWND owner);
+HWND msgOwnerWindow();
+
+int msgShowBox(HWND owner, const wchar_t *text, const wchar_t *captionWord, UINT flags);
+int msgErrorBox(HWND owner, const wchar_t *text);
+int msgWarningBox(HWND owner, const wchar_t *text);
+int msgMessageBox(HWND owner, const wchar_t *text, UINT flags);
+int msgErrorBoxId(HWND owner, UINT id);
+int msgMessageBoxId(HWND owner, UINT id, UINT flags);
+int msgErrorBoxIdText(HWND owner, UINT id, const wchar_t *extra);
+int msgMessageBoxIdText(HWND owner, UINT id, const wchar_t *extra, UINT flags);
+int msgErrorBox2(HWND owner, const wchar_t *first, const wchar_t *second);
+
+void errFormatSystemMessage(DWORD code, wchar_t *buffer, int capacity);
+void dlgReportCommDlgError(HWND owner, const wchar_t *first);
+
+// Where a box would stand: centred on the reference, then pulled into the work area.
+void msgPlaceBox(RECT *box, const RECT *reference, const RECT *workArea);
+
+// Requests that arrived while a box was showing (nothing in the program reads them back).
+int msgPendingCount();
+HGLOBAL msgPendingMessages();
