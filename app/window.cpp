@@ -1,0 +1,199 @@
+// The main window "Tessaloom PDF Setup": class, creation, messages and command dispatch.
+#include "app/window.h"
+#include <commctrl.h>
+#include "app/cmdline.h"
+#include "app/identity.h"
+#include "res/resource.h"
+#include "support/appstate.h"
+#include "support/dlg.h"
+#include "support/msg.h"
+#include "support/rect.h"
+#include "support/shell.h"
+#include "support/sys.h"
+#include "tlpdf_config.h"
+
+const wchar_t kMainWindowClass[] = L"tlpdf_class";
+const wchar_t kMainWindowTitle[] = L"Tessaloom PDF Setup";
+const wchar_t kNotAdminMessage[] =
+    L"This program must be run as Administrator in order to work. Program will not start.";
+
+namespace {
+
+const UINT kClassStyle = CS_VREDRAW | CS_HREDRAW | CS_DBLCLKS;
+const DWORD kWindowStyle = 0x02CF0000;  // overlapped window with clipped children
+const int kWindowExtraBytes = 32;
+const int kInitialLeft = 120, kInitialTop = 120, kInitialWidth = 450, kInitialHeight = 250;
+
+ATOM g_classAtom;
+HWND g_mainWindow;
+HWND g_mainDialog;
+int g_exitAfterCommand;
+
+void postCommand(HWND window, UINT command) { PostMessageW(window, WM_COMMAND, MAKEWPARAM(command, 0), 0); }
+
+LRESULT onCreate(HWND window)
+{
+    appSetFrameWindow(window);
+    msgSetDefaultOwner(window);
+    dlgClearWindowLists();
+    // Not yet built: gs2_InitComponents(1) (component detection).
+    // The administrator check is only meaningful where the operating-system check passes.
+    if (sysIsVistaOrLater() && !sysIsAdmin()) {
+        msgWarningBox(window, kNotAdminMessage);
+        PostMessageW(window, WM_CLOSE, 0, 0);
+    }
+    // Not yet built: dw_OpenDataWindow (debug data window) and appCreateMainDialog (main dialog).
+    appCentreInWorkArea(window);
+    return 0;
+}
+
+}  // namespace
+
+ATOM appRegisterClass(HINSTANCE instance)
+{
+    if (g_classAtom)
+        return g_classAtom;
+    WNDCLASSW wc;
+    ZeroMemory(&wc, sizeof(wc));
+    wc.style = kClassStyle;
+    wc.lpfnWndProc = appMainWndProc;
+    wc.cbWndExtra = kWindowExtraBytes;
+    wc.hInstance = instance;
+    wc.hIcon = LoadIconW(instance, L"tlpdf");
+    wc.hCursor = LoadCursorW(nullptr, IDC_ARROW);
+    wc.hbrBackground = static_cast<HBRUSH>(GetStockObject(WHITE_BRUSH));
+    wc.lpszClassName = kMainWindowClass;
+    g_classAtom = RegisterClassW(&wc);
+    return g_classAtom;
+}
+
+HWND appCreateMainWindow(const RECT *rect, HINSTANCE instance, int showCommand)
+{
+    int x = CW_USEDEFAULT, y = CW_USEDEFAULT, width = CW_USEDEFAULT, height = CW_USEDEFAULT;
+    if (rect) {
+        x = rect->left;
+        y = rect->top;
+        width = rect->right - rect->left;
+        height = rect->bottom - rect->top;
+    }
+    HWND window = CreateWindowExW(0, kMainWindowClass, kMainWindowTitle, kWindowStyle, x, y, width, height,
+                                  nullptr, nullptr, instance, nullptr);
+    g_mainWindow = window;
+    if (window) {
+        ShowWindow(window, showCommand);
+        UpdateWindow(window);
+    }
+    return window;
+}
+
+void appCentreInWorkArea(HWND window)
+{
+    RECT rect, work;
+    GetWindowRect(window, &rect);
+    rectGetWorkArea(&work);
+    rectCentreOn(&rect, &work);
+    MoveWindow(window, rect.left, rect.top, rectWidth(&rect), rectHeight(&rect), TRUE);
+}
+
+LRESULT CALLBACK appMainWndProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    switch (message) {
+    case WM_CREATE:
+        return onCreate(window);
+    case WM_SIZE:
+        if (g_mainDialog) {
+            RECT client;
+            GetClientRect(window, &client);
+            MoveWindow(g_mainDialog, 0, 0, client.right, client.bottom, TRUE);
+        }
+        return 0;
+    case WM_PAINT: {
+        PAINTSTRUCT ps;
+        BeginPaint(window, &ps);
+        EndPaint(window, &ps);
+        return 0;
+    }
+    case WM_CLOSE:
+        dlgFreeWindowLists();
+        return DefWindowProcW(window, message, wParam, lParam);
+    case WM_DESTROY:
+        PostQuitMessage(0);
+        return 0;
+    case WM_COMMAND:
+        appOnCommand(wParam);
+        return 0;
+    default:
+        return DefWindowProcW(window, message, wParam, lParam);
+    }
+}
+
+// The whole word is compared, so only commands posted with notification 0 match.
+int appOnCommand(WPARAM command)
+{
+    switch (static_cast<DWORD>(command)) {
+    case IDM_INSTRUCTIONS:
+        OpenDocumentOrUrl(g_mainWindow, L"" TLPDF_INSTRUCTIONS_URL);
+        break;
+    case IDM_SETUP:
+        // Not yet built: gs2_AutoSetupTessaloomPDF (automatic setup).
+        break;
+    case IDM_EXIT:
+    case IDM_EXIT_ALT:
+        PostMessageW(g_mainWindow, WM_CLOSE, 0, 0);
+        break;
+    case IDM_ABOUT:
+        // Not yet built: the About box (dialog 103).
+        break;
+    default:
+        return 1;
+    }
+    if (g_exitAfterCommand)
+        postCommand(g_mainWindow, IDM_EXIT);
+    return 0;
+}
+
+HWND appGetMainWindow() { return g_mainWindow; }
+
+void appSetExitAfterCommand(int exitAfter) { g_exitAfterCommand = exitAfter; }
+
+int appGetExitAfterCommand() { return g_exitAfterCommand; }
+
+int appRun(HINSTANCE instance, HINSTANCE previous, const wchar_t *commandLine, int showCommand)
+{
+    RECT rect = {kInitialLeft, kInitialTop, 0, 0};
+    MSG message;
+    ZeroMemory(&message, sizeof(message));
+    int oneShot = 0;
+    if (commandLine && *commandLine)
+        oneShot = appParseCommandLine(commandLine);
+    appSetInstance(instance);
+    appSetIdentity(instance);
+    INITCOMMONCONTROLSEX controls;
+    controls.dwSize = sizeof(controls);
+    controls.dwICC = 0xFF;  // all the classic control classes
+    InitCommonControlsEx(&controls);
+    rect.right = rect.left + kInitialWidth;
+    rect.bottom = rect.top + kInitialHeight;
+
+    HWND window = nullptr;
+    if (previous || appRegisterClass(instance))
+        window = appCreateMainWindow(&rect, instance, showCommand);
+    if (!window)
+        return 0;
+
+    // Refused systems still run the loop below: the destruction posts the quit message.
+    if (!sysIsVistaOrLater()) {
+        msgMessageBoxId(window, IDS_OS_REFUSED, MB_ICONERROR);
+        DestroyWindow(window);
+    }
+    // Not yet built: gs2_GetDataFolder(nullptr) (data folder).
+    if (oneShot == 1) {
+        g_exitAfterCommand = 1;
+        postCommand(window, IDM_ONESHOT_START);
+    }
+    while (GetMessageW(&message, nullptr, 0, 0) > 0) {
+        TranslateMessage(&message);
+        DispatchMessageW(&message);
+    }
+    return static_cast<int>(message.wParam);
+}
