@@ -1,0 +1,234 @@
+// Shared test helpers: waiting for windows, reading message boxes, running child programs.
+#include "tests/common/testkit.h"
+
+namespace testkit {
+
+bool waitFor(const std::function<bool()> &condition, DWORD timeoutMs)
+{
+    DWORD start = GetTickCount();
+    for (;;) {
+        if (condition())
+            return true;
+        if (GetTickCount() - start > timeoutMs)
+            return false;
+        Sleep(10);
+    }
+}
+
+std::wstring exeDir()
+{
+    wchar_t path[MAX_PATH];
+    DWORD n = GetModuleFileNameW(nullptr, path, MAX_PATH);
+    std::wstring s(path, n);
+    return s.substr(0, s.find_last_of(L'\\'));
+}
+
+std::wstring binPath(const wchar_t *name) { return exeDir() + L"\\" + name; }
+
+std::wstring tempDir(const wchar_t *name)
+{
+    wchar_t temp[MAX_PATH];
+    GetTempPathW(MAX_PATH, temp);
+    std::wstring dir = std::wstring(temp) + L"tlpdf-tests-" + name;
+    std::wstring cmd = L"cmd /c rmdir /s /q \"" + dir + L"\" 2>nul";
+    if (GetFileAttributesW(dir.c_str()) != INVALID_FILE_ATTRIBUTES) {
+        STARTUPINFOW si = {};
+    si.cb = sizeof(si);
+        PROCESS_INFORMATION pi;
+        if (CreateProcessW(nullptr, &cmd[0], nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, nullptr, &si, &pi)) {
+            WaitForSingleObject(pi.hProcess, 30000);
+            CloseHandle(pi.hProcess);
+            CloseHandle(pi.hThread);
+        }
+    }
+    CreateDirectoryW(dir.c_str(), nullptr);
+    return dir;
+}
+
+std::wstring windowText(HWND window)
+{
+    int n = GetWindowTextLengthW(window);
+    std::wstring s(n + 1, L'\0');
+    n = GetWindowTextW(window, &s[0], n + 1);
+    s.resize(n > 0 ? n : 0);
+    return s;
+}
+
+std::wstring className(HWND window)
+{
+    wchar_t name[256] = L"";
+    GetClassNameW(window, name, 256);
+    return name;
+}
+
+namespace {
+struct FindBox {
+    DWORD pid;
+    HWND found;
+};
+
+BOOL CALLBACK findBoxProc(HWND window, LPARAM param)
+{
+    auto *f = reinterpret_cast<FindBox *>(param);
+    DWORD pid = 0;
+    GetWindowThreadProcessId(window, &pid);
+    if (pid == f->pid && IsWindowVisible(window) && className(window) == L"#32770" &&
+        GetDlgItem(window, 0xFFFF) != nullptr) {
+        f->found = window;
+        return FALSE;
+    }
+    return TRUE;
+}
+
+struct FindTop {
+    DWORD pid;
+    const wchar_t *cls;
+    const wchar_t *title;
+    HWND found;
+};
+
+BOOL CALLBACK findTopProc(HWND window, LPARAM param)
+{
+    auto *f = reinterpret_cast<FindTop *>(param);
+    DWORD pid = 0;
+    GetWindowThreadProcessId(window, &pid);
+    if (pid == f->pid && (!f->cls || className(window) == f->cls) && (!f->title || windowText(window) == f->title)) {
+        f->found = window;
+        return FALSE;
+    }
+    return TRUE;
+}
+}  // namespace
+
+HWND findMessageBox(DWORD processId)
+{
+    FindBox f = {processId, nullptr};
+    EnumWindows(findBoxProc, reinterpret_cast<LPARAM>(&f));
+    return f.found;
+}
+
+BoxInfo readMessageBox(HWND box)
+{
+    BoxInfo info;
+    info.window = box;
+    info.caption = windowText(box);
+    info.text = windowText(GetDlgItem(box, 0xFFFF));
+    GetWindowRect(box, &info.rect);
+    info.owner = GetWindow(box, GW_OWNER);
+    return info;
+}
+
+void closeMessageBox(HWND box)
+{
+    PostMessageW(box, WM_COMMAND, GetDlgItem(box, IDOK) ? IDOK : IDCANCEL, 0);
+}
+
+BoxWatcher::BoxWatcher(int count, DWORD timeoutMs) : count_(count), timeoutMs_(timeoutMs)
+{
+    thread_ = CreateThread(nullptr, 0, run, this, 0, nullptr);
+}
+
+BoxWatcher::~BoxWatcher() { wait(); }
+
+DWORD WINAPI BoxWatcher::run(void *self)
+{
+    auto *w = static_cast<BoxWatcher *>(self);
+    for (int i = 0; i < w->count_; i++) {
+        HWND box = nullptr;
+        if (!waitFor([&] { return (box = findMessageBox(GetCurrentProcessId())) != nullptr; }, w->timeoutMs_))
+            break;
+        w->boxes_.push_back(readMessageBox(box));
+        closeMessageBox(box);
+        waitFor([&] { return !IsWindow(box); }, w->timeoutMs_);
+    }
+    return 0;
+}
+
+std::vector<BoxInfo> BoxWatcher::wait()
+{
+    if (thread_) {
+        WaitForSingleObject(thread_, INFINITE);
+        CloseHandle(thread_);
+        thread_ = nullptr;
+    }
+    return boxes_;
+}
+
+HWND findTopWindow(DWORD processId, const wchar_t *windowClass, const wchar_t *title)
+{
+    FindTop f = {processId, windowClass, title, nullptr};
+    EnumWindows(findTopProc, reinterpret_cast<LPARAM>(&f));
+    return f.found;
+}
+
+Child::Child(const std::wstring &exe, const std::wstring &arguments, const std::wstring &workDir)
+{
+    std::wstring cmd = L"\"" + exe + L"\"" + (arguments.empty() ? L"" : L" " + arguments);
+    STARTUPINFOW si = {};
+    si.cb = sizeof(si);
+    PROCESS_INFORMATION pi;
+    if (CreateProcessW(exe.c_str(), &cmd[0], nullptr, nullptr, FALSE, 0, nullptr,
+                       workDir.empty() ? nullptr : workDir.c_str(), &si, &pi)) {
+        process_ = pi.hProcess;
+        pid_ = pi.dwProcessId;
+        CloseHandle(pi.hThread);
+    }
+}
+
+// A child still running when the test ends is ended, so no test leaves processes behind.
+Child::~Child()
+{
+    if (process_) {
+        if (running())
+            TerminateProcess(process_, 99);
+        CloseHandle(process_);
+    }
+}
+
+bool Child::waitExit(DWORD timeoutMs, DWORD *exitCode)
+{
+    if (!process_ || WaitForSingleObject(process_, timeoutMs) != WAIT_OBJECT_0)
+        return false;
+    if (exitCode)
+        GetExitCodeProcess(process_, exitCode);
+    return true;
+}
+
+bool Child::running() const { return process_ && WaitForSingleObject(process_, 0) == WAIT_TIMEOUT; }
+
+std::wstring exeAsWindowsVersion(const std::wstring &exe, const std::wstring &newName, const wchar_t *version)
+{
+    std::wstring dir = exe.substr(0, exe.find_last_of(L'\\'));
+    std::wstring copy = dir + L"\\" + newName;
+    CopyFileW(exe.c_str(), copy.c_str(), FALSE);
+    std::wstring key = L"Software\\Wine\\AppDefaults\\" + newName;
+    HKEY h;
+    if (RegCreateKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr, &h, nullptr) == 0) {
+        RegSetValueExW(h, L"Version", 0, REG_SZ, reinterpret_cast<const BYTE *>(version),
+                       static_cast<DWORD>((wcslen(version) + 1) * sizeof(wchar_t)));
+        RegCloseKey(h);
+    }
+    return copy;
+}
+
+std::wstring readRegString(HKEY root, const wchar_t *path, const wchar_t *name, DWORD *type)
+{
+    wchar_t data[1024] = L"";
+    DWORD size = sizeof(data) - sizeof(wchar_t), t = 0;
+    HKEY h;
+    if (RegOpenKeyExW(root, path, 0, KEY_QUERY_VALUE, &h) != 0)
+        return L"";
+    LONG rc = RegQueryValueExW(h, name, nullptr, &t, reinterpret_cast<BYTE *>(data), &size);
+    RegCloseKey(h);
+    if (type)
+        *type = rc == 0 ? t : REG_NONE;
+    return rc == 0 ? std::wstring(data) : L"";
+}
+
+bool deleteRegTree(HKEY root, const wchar_t *path)
+{
+    LONG rc = RegDeleteTreeW(root, path);
+    return rc == 0 || rc == ERROR_FILE_NOT_FOUND;
+}
+
+}  // namespace testkit

@@ -1,0 +1,74 @@
+// Shared test helpers: waiting for windows, reading message boxes, running child programs.
+#pragma once
+#include <windows.h>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace testkit {
+
+// Polls a condition until it holds or the time runs out.
+bool waitFor(const std::function<bool()> &condition, DWORD timeoutMs = 10000);
+
+std::wstring exeDir();                                 // folder of this test executable
+std::wstring binPath(const wchar_t *name);             // a file beside this test executable
+std::wstring tempDir(const wchar_t *name);             // a fresh empty folder under %TEMP%
+std::wstring windowText(HWND window);
+std::wstring className(HWND window);
+
+struct BoxInfo {
+    HWND window = nullptr;
+    std::wstring caption;
+    std::wstring text;
+    RECT rect = {};
+    HWND owner = nullptr;
+};
+
+// Finds a visible message box (#32770 with the static text 0xFFFF) of a process.
+HWND findMessageBox(DWORD processId);
+BoxInfo readMessageBox(HWND box);
+// Presses the box's default button by posting IDOK (falls back to IDCANCEL).
+void closeMessageBox(HWND box);
+
+// Watches this process from a second thread: records and closes up to `count` boxes.
+class BoxWatcher {
+public:
+    explicit BoxWatcher(int count = 1, DWORD timeoutMs = 10000);
+    ~BoxWatcher();
+    BoxWatcher(const BoxWatcher &) = delete;
+    BoxWatcher &operator=(const BoxWatcher &) = delete;
+    std::vector<BoxInfo> wait();  // joins the watcher; returns what it saw
+private:
+    static DWORD WINAPI run(void *self);
+    int count_;
+    DWORD timeoutMs_;
+    HANDLE thread_;
+    std::vector<BoxInfo> boxes_;
+};
+
+HWND findTopWindow(DWORD processId, const wchar_t *windowClass, const wchar_t *title = nullptr);
+
+class Child {
+public:
+    Child(const std::wstring &exe, const std::wstring &arguments, const std::wstring &workDir = L"");
+    ~Child();
+    Child(const Child &) = delete;
+    Child &operator=(const Child &) = delete;
+    bool started() const { return process_ != nullptr; }
+    DWORD pid() const { return pid_; }
+    HANDLE handle() const { return process_; }
+    bool waitExit(DWORD timeoutMs, DWORD *exitCode = nullptr);
+    bool running() const;
+private:
+    HANDLE process_ = nullptr;
+    DWORD pid_ = 0;
+};
+
+// Copies an executable under a new name and sets Wine's per-program Windows version
+// ("winxp", "vista", "win7", "win8", "win10") for that name. Returns the copy's path.
+std::wstring exeAsWindowsVersion(const std::wstring &exe, const std::wstring &newName, const wchar_t *version);
+
+std::wstring readRegString(HKEY root, const wchar_t *path, const wchar_t *name, DWORD *type = nullptr);
+bool deleteRegTree(HKEY root, const wchar_t *path);
+
+}  // namespace testkit
