@@ -35,13 +35,6 @@ bool settle(HWND window)
     return SendMessageTimeoutW(window, WM_NULL, 0, 0, SMTO_NORMAL, kWait, &ignored) != 0;
 }
 
-std::wstring loaded(UINT id)
-{
-    wchar_t buffer[512];
-    resLoadString(nullptr, id, buffer, 512);
-    return buffer;
-}
-
 TEST(Program, OpensTheCentredMainWindow)
 {
     Child child(programPath(), L"");
