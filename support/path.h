@@ -1,0 +1,21 @@
+// Paths in 256-character fields: joining, normalising, splitting, extensions and filter patterns.
+#pragma once
+#include <windows.h>
+
+// A path field holds this many characters; its buffer has one more place for the terminator.
+enum : int { PATH_CHARS = 256, PATH_BUFFER = PATH_CHARS + 1, PATH_PATTERN_BUFFER = 6 };
+
+int pathIsAbsolute(const wchar_t *path);
+int pathJoin(wchar_t *destination, const wchar_t *directory, const wchar_t *name);
+int pathNormalize(wchar_t *path);
+wchar_t *pathFileName(wchar_t *path);
+wchar_t *pathDirectory(wchar_t *path);
+int pathIsDirOnly(const wchar_t *path);
+wchar_t *pathSetExt(wchar_t *path, const wchar_t *extension);
+wchar_t *pathExtPattern(wchar_t *destination, const wchar_t *path);
+wchar_t *fileExtPattern(wchar_t *destination, const wchar_t *name);
+int filterIndexOf(const wchar_t *filter, const wchar_t *name);
+
+int pathFileExists(const wchar_t *path);
+int pathIsDirectory(const wchar_t *path);
+int pathDeleteFile(const wchar_t *path);
