@@ -1,0 +1,65 @@
+// Where the program's files live: the per-user data folder and the response files.
+#include "detect/locations.h"
+#include <shlobj.h>
+#include "detect/gs.h"
+#include "res/resource.h"
+#include "support/appstate.h"
+#include "support/msg.h"
+#include "support/path.h"
+#include "support/res.h"
+#include "support/str.h"
+#include "support/sys.h"
+
+const wchar_t kDataFolderName[] = L"TessaloomPDF";
+
+int gs2_EnsureFolder(const wchar_t *path)
+{
+    if (pathIsDirectory(path))
+        return 1;
+    if (GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES) {
+        // A file stands where the folder belongs. The message has no text on purpose.
+        wchar_t message[512];
+        resFormatString(message, 512, IDS_FOLDER_BLOCKED, path);
+        msgMessageBox(nullptr, message, MB_ICONERROR);
+        return 0;
+    }
+    return CreateDirectoryW(path, nullptr) ? 1 : 0;
+}
+
+// Asked afresh on every request, so a folder deleted meanwhile is made again.
+int gs2_GetDataFolder(wchar_t *out)
+{
+    if (out)
+        out[0] = L'\0';
+    wchar_t documents[MAX_PATH + 1] = L"";
+    // When the shell fails, the folder is the relative name alone; that is how it was.
+    SHGetFolderPathW(appGetFrameWindow(), CSIDL_PERSONAL, nullptr, 0, documents);
+    wchar_t folder[PATH_BUFFER] = L"";
+    pathJoin(folder, documents, kDataFolderName);
+    int result = gs2_EnsureFolder(folder);
+    if (out)
+        strCopyN(out, folder, PATH_CHARS);
+    return result;
+}
+
+int gs2_GetRspFilePath(wchar_t *out)
+{
+    wchar_t folder[PATH_BUFFER];
+    if (sysIsVistaOrLater()) {
+        if (gs2_GetDataFolder(folder))
+            return pathJoin(out, folder, L"tl2pdf.rsp") ? 1 : 0;
+    } else {
+        wchar_t version[16];
+        if (gs2_GetGhostscriptRoot(folder, version))
+            return pathJoin(out, folder, L"tl2pdf.rsp") ? 1 : 0;
+    }
+    return 0;
+}
+
+int gs2_GetRspFilePathForFile(wchar_t *out)
+{
+    wchar_t folder[PATH_BUFFER];
+    if (gs2_GetDataFolder(folder))
+        return pathJoin(out, folder, L"tlpdf.rsp") ? 1 : 0;
+    return 0;
+}

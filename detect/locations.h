@@ -1,0 +1,10 @@
+// Where the program's files live: the per-user data folder and the response files.
+#pragma once
+#include <windows.h>
+
+extern const wchar_t kDataFolderName[];  // "TessaloomPDF" inside Documents
+
+int gs2_GetDataFolder(wchar_t *out);
+int gs2_EnsureFolder(const wchar_t *path);
+int gs2_GetRspFilePath(wchar_t *out);
+int gs2_GetRspFilePathForFile(wchar_t *out);
