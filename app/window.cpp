@@ -3,6 +3,8 @@
 #include <commctrl.h>
 #include "app/cmdline.h"
 #include "app/identity.h"
+#include "detect/gs.h"
+#include "detect/locations.h"
 #include "res/resource.h"
 #include "support/appstate.h"
 #include "support/dlg.h"
@@ -36,7 +38,7 @@ LRESULT onCreate(HWND window)
     appSetFrameWindow(window);
     msgSetDefaultOwner(window);
     dlgClearWindowLists();
-    // Not yet built: gs2_InitComponents(1) (component detection).
+    gs2_InitComponents(1);
     // The administrator check is only meaningful where the operating-system check passes.
     if (sysIsVistaOrLater() && !sysIsAdmin()) {
         msgWarningBox(window, kNotAdminMessage);
@@ -186,7 +188,7 @@ int appRun(HINSTANCE instance, HINSTANCE previous, const wchar_t *commandLine, i
         msgMessageBoxId(window, IDS_OS_REFUSED, MB_ICONERROR);
         DestroyWindow(window);
     }
-    // Not yet built: gs2_GetDataFolder(nullptr) (data folder).
+    gs2_GetDataFolder(nullptr);
     if (oneShot == 1) {
         g_exitAfterCommand = 1;
         postCommand(window, IDM_ONESHOT_START);

@@ -72,3 +72,17 @@ std::wstring readRegString(HKEY root, const wchar_t *path, const wchar_t *name, 
 bool deleteRegTree(HKEY root, const wchar_t *path);
 
 }  // namespace testkit
+
+namespace testkit {
+
+// Installs a printer through the spooler directly (Wine's printer installer is a stub).
+bool addPrinter(const wchar_t *name, const wchar_t *port = L"TessaloomPDF:");
+bool deletePrinter(const wchar_t *name);
+void deleteAllPrinters();
+
+bool writeFile(const std::wstring &path, const std::string &bytes);
+std::string readFile(const std::wstring &path);
+std::wstring systemDir();
+std::wstring documentsDir();
+
+}  // namespace testkit

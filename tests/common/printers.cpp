@@ -1,0 +1,93 @@
+// Test printers and small file helpers.
+#include <windows.h>
+#include <shlobj.h>
+#include <winspool.h>
+#include <fstream>
+#include <sstream>
+#include <vector>
+#include "tests/common/testkit.h"
+
+namespace testkit {
+
+bool addPrinter(const wchar_t *name, const wchar_t *port)
+{
+    DRIVER_INFO_3W driver = {};
+    driver.cVersion = 3;
+    driver.pName = const_cast<wchar_t *>(L"Tessaloom Test PS Driver");
+    driver.pDriverPath = driver.pDataFile = driver.pConfigFile = const_cast<wchar_t *>(L"wineps.drv");
+    AddPrinterDriverW(nullptr, 3, reinterpret_cast<BYTE *>(&driver));
+    PRINTER_INFO_2W info = {};
+    info.pPrinterName = const_cast<wchar_t *>(name);
+    info.pPortName = const_cast<wchar_t *>(port);
+    info.pDriverName = driver.pName;
+    info.pPrintProcessor = const_cast<wchar_t *>(L"WinPrint");
+    info.pDatatype = const_cast<wchar_t *>(L"RAW");
+    HANDLE printer = AddPrinterW(nullptr, 2, reinterpret_cast<BYTE *>(&info));
+    if (!printer)
+        return false;
+    ClosePrinter(printer);
+    return true;
+}
+
+bool deletePrinter(const wchar_t *name)
+{
+    HANDLE printer = nullptr;
+    PRINTER_DEFAULTSW defaults = {nullptr, nullptr, PRINTER_ALL_ACCESS};
+    if (!OpenPrinterW(const_cast<wchar_t *>(name), &printer, &defaults))
+        return false;
+    BOOL ok = DeletePrinter(printer);
+    ClosePrinter(printer);
+    return ok != FALSE;
+}
+
+void deleteAllPrinters()
+{
+    DWORD needed = 0, returned = 0;
+    EnumPrintersW(PRINTER_ENUM_LOCAL, nullptr, 4, nullptr, 0, &needed, &returned);
+    if (!needed)
+        return;
+    std::vector<BYTE> buffer(needed);
+    if (!EnumPrintersW(PRINTER_ENUM_LOCAL, nullptr, 4, buffer.data(), needed, &needed, &returned))
+        return;
+    std::vector<std::wstring> names;
+    auto *info = reinterpret_cast<PRINTER_INFO_4W *>(buffer.data());
+    for (DWORD i = 0; i < returned; i++)
+        names.push_back(info[i].pPrinterName);
+    for (const auto &n : names)
+        deletePrinter(n.c_str());
+}
+
+bool writeFile(const std::wstring &path, const std::string &bytes)
+{
+    HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE)
+        return false;
+    DWORD written = 0;
+    BOOL ok = WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+    CloseHandle(file);
+    return ok && written == bytes.size();
+}
+
+std::string readFile(const std::wstring &path)
+{
+    std::ifstream in(path.c_str(), std::ios::binary);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+std::wstring systemDir()
+{
+    wchar_t dir[MAX_PATH];
+    GetSystemDirectoryW(dir, MAX_PATH);
+    return dir;
+}
+
+std::wstring documentsDir()
+{
+    wchar_t dir[MAX_PATH] = L"";
+    SHGetFolderPathW(nullptr, CSIDL_PERSONAL, nullptr, 0, dir);
+    return dir;
+}
+
+}  // namespace testkit
