@@ -163,9 +163,13 @@ void dt_FormatTime(wchar_t *out, long calendarTime, DWORD code)
     dt_FormatTm(out, *local, code);
 }
 
+static time_t g_fixedNow;
+
+void dt_TestSetNow(time_t fixed) { g_fixedNow = fixed; }
+
 time_t dt_FormatNow(wchar_t *out, DWORD code)
 {
-    time_t now = time(nullptr);
+    time_t now = g_fixedNow ? g_fixedNow : time(nullptr);
     dt_FormatTime(out, static_cast<long>(now), code);
     return now;
 }

@@ -1,0 +1,137 @@
+// Debug report: the system-information header, and the trace mailed through Simple MAPI.
+#include "diag/report.h"
+#include <mapi.h>
+#include <cwchar>
+#include "detect/printers.h"
+#include "diag/trace.h"
+#include "support/dt.h"
+#include "support/handles.h"
+#include "support/mem.h"
+#include "support/path.h"
+#include "support/str.h"
+#include "support/sys.h"
+#include "tlpdf_config.h"
+
+const wchar_t kReportSubject[] = L"TLPDF Debug Report";
+
+namespace {
+
+const char kSendMailName[] = "MAPISendMail";
+const int kAnsiBytes = 256;
+
+MapiSendMailFn g_testSendMail;
+wchar_t g_testLibrary[PATH_BUFFER];
+
+void toAnsi(const wchar_t *text, char *out)
+{
+    out[0] = '\0';
+    int n = WideCharToMultiByte(CP_ACP, 0, text, -1, out, kAnsiBytes, nullptr, nullptr);
+    if (n == 0)  // too long for the field: keep what fits
+        WideCharToMultiByte(CP_ACP, 0, text, static_cast<int>(wcsnlen(text, kAnsiBytes - 1)), out, kAnsiBytes - 1,
+                            nullptr, nullptr);
+    out[kAnsiBytes - 1] = '\0';
+}
+
+}  // namespace
+
+HGLOBAL dbg_BuildSystemInfo()
+{
+    wchar_t line[256];
+    HGLOBAL block = txtGAppend(nullptr, L"==System Info=======\r\n");
+    dt_FormatNow(line, 100);
+    block = txtGAppend(block, line);
+    block = txtGAppend(block, L"\r\n");
+    block = txtGAppend(block, L"====================\r\n");
+    // The bitness word says whether this process runs under WOW64, as it always has.
+    _snwprintf(line, 256, L"[Windows Version]: %d %s\r\n", sysVersionCode(),
+               sysIsWow64() ? L"(64-bit)" : L"(32-bit)");
+    line[255] = L'\0';
+    block = txtGAppend(block, line);
+    block = txtGAppend(block, L"====================\r\n");
+    block = txtGAppend(block, L"The installed Tessaloom PDF Driver List:\r\n");
+    int count = 0;
+    HGLOBAL printers = gs2_GetDriverPrinterList(L'\n', &count);
+    {
+        MemLock<wchar_t> names(printers);
+        if (names && names.get()[0])
+            block = txtGAppend(block, names.get());
+    }
+    memGFree(printers);
+    block = txtGAppend(block, L"\r\n");
+    block = txtGAppend(block, L"====================\r\n");
+    return block;
+}
+
+// The program runs elevated: MAPI32.DLL is only ever taken from the system folder,
+// never from the program's folder or the current directory.
+void mapi_LibraryPath(wchar_t *out)
+{
+    if (g_testLibrary[0]) {
+        strCopyN(out, g_testLibrary, PATH_CHARS);
+        return;
+    }
+    wchar_t system[PATH_BUFFER] = L"";
+    GetSystemDirectoryW(system, PATH_CHARS);
+    out[0] = L'\0';
+    pathJoin(out, system, L"MAPI32.DLL");
+}
+
+int mapi_SendMailWithAttachment(HWND parent, const wchar_t *recipient, const wchar_t *subject,
+                                const wchar_t *attachment)
+{
+    if (!attachment || !*attachment || !parent || !IsWindow(parent))
+        return 0;
+    HMODULE library = nullptr;
+    MapiSendMailFn sendMail = g_testSendMail;
+    if (!sendMail) {
+        wchar_t path[PATH_BUFFER];
+        mapi_LibraryPath(path);
+        library = LoadLibraryExW(path, nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+        if (!library)
+            return 0;
+        sendMail = reinterpret_cast<MapiSendMailFn>(
+            reinterpret_cast<void (*)()>(GetProcAddress(library, kSendMailName)));
+        if (!sendMail)
+            return 0;  // the library stays loaded, as it always has
+    }
+
+    char subjectA[kAnsiBytes], addressA[kAnsiBytes], pathA[kAnsiBytes], emptyName[1] = "";
+    toAnsi(subject ? subject : L"", subjectA);
+    toAnsi(recipient ? recipient : L"", addressA);
+    toAnsi(attachment, pathA);
+
+    MapiRecipDesc to;
+    ZeroMemory(&to, sizeof(to));
+    to.ulRecipClass = MAPI_TO;
+    to.lpszAddress = addressA;
+    MapiFileDesc file;
+    ZeroMemory(&file, sizeof(file));
+    file.nPosition = static_cast<ULONG>(-1);
+    file.lpszPathName = pathA;
+    file.lpszFileName = emptyName;
+    MapiMessage message;
+    ZeroMemory(&message, sizeof(message));
+    message.lpszSubject = subjectA;
+    message.nRecipCount = addressA[0] ? 1 : 0;
+    message.lpRecips = addressA[0] ? &to : nullptr;
+    message.nFileCount = 1;
+    message.lpFiles = &file;
+
+    ULONG result = sendMail(0, reinterpret_cast<ULONG_PTR>(parent), &message, MAPI_LOGON_UI | MAPI_DIALOG, 0);
+    if (library)
+        FreeLibrary(library);
+    // A cancelled compose or a failed log-on counts as handed over: the user saw the client.
+    return (result == SUCCESS_SUCCESS || result == MAPI_USER_ABORT || result == MAPI_E_LOGIN_FAILURE) ? 1 : 0;
+}
+
+void dbg_SendDebugReport()
+{
+    wchar_t path[PATH_BUFFER];
+    dbg_GetTraceFilePath(path);
+    if (pathFileExists(path))
+        mapi_SendMailWithAttachment(GetDesktopWindow(), L"" TLPDF_SUPPORT_MAIL, kReportSubject, path);
+}
+
+void mapiTestSetSendMail(MapiSendMailFn sendMail) { g_testSendMail = sendMail; }
+
+void mapiTestSetLibraryPath(const wchar_t *path) { strCopyN(g_testLibrary, path ? path : L"", PATH_CHARS); }

@@ -1,0 +1,96 @@
+// Debug trace: "~tlpdf_dbg.txt" in the data folder, UTF-16LE, one entry per open and close.
+#include "diag/trace.h"
+#include <cstdlib>
+#include <cwchar>
+#include "detect/locations.h"
+#include "diag/report.h"
+#include "support/mem.h"
+#include "support/path.h"
+#include "support/res.h"
+#include "support/txf.h"
+
+const wchar_t kTraceFileName[] = L"~tlpdf_dbg.txt";
+
+namespace {
+
+int g_debugMode;
+int g_traceDepth;
+
+// Tracing must not disturb the error a caller is about to report.
+class LastErrorKeeper {
+public:
+    LastErrorKeeper() : error_(GetLastError()) {}
+    ~LastErrorKeeper() { SetLastError(error_); }
+    LastErrorKeeper(const LastErrorKeeper &) = delete;
+    LastErrorKeeper &operator=(const LastErrorKeeper &) = delete;
+private:
+    DWORD error_;
+};
+
+}  // namespace
+
+void dbg_SetDebugMode(int on) { g_debugMode = on; }
+
+int dbg_IsDebugMode() { return g_debugMode; }
+
+void dbg_GetTraceFilePath(wchar_t *out)
+{
+    wchar_t folder[PATH_BUFFER];
+    gs2_GetDataFolder(folder);
+    out[0] = L'\0';
+    pathJoin(out, folder, kTraceFileName);
+}
+
+// Opened and closed for every entry, so the file is complete whenever the program stops.
+void dbg_WriteTrace(const wchar_t *text, int addNewLine, int indent)
+{
+    if (!text || !*text)
+        return;
+    LastErrorKeeper keeper;
+    wchar_t path[PATH_BUFFER];
+    dbg_GetTraceFilePath(path);
+    wchar_t *indented = nullptr;
+    int tabs = g_traceDepth > 0 ? g_traceDepth : 0;
+    if (indent && tabs) {
+        size_t length = wcslen(text);
+        indented = static_cast<wchar_t *>(calloc(length + tabs + 1, sizeof(wchar_t)));
+        if (!indented)
+            return;
+        wmemset(indented, L'\t', tabs);
+        wmemcpy(indented + tabs, text, length);
+    }
+    txfAppend(path, indented ? indented : text, addNewLine, 1);
+    free(indented);
+}
+
+void dbg_WriteTraceString(UINT id, int, int indent)
+{
+    wchar_t text[256];
+    if (resLoadString(nullptr, id, text, 256) > 0)
+        dbg_WriteTrace(text, 1, indent);
+}
+
+void dbg_WriteBlankLine() { dbg_WriteTrace(L"\r\n", 0, 0); }
+
+void dbg_Indent() { g_traceDepth++; }
+
+void dbg_Unindent() { g_traceDepth--; }
+
+int dbg_GetDepth() { return g_traceDepth; }
+
+void dbg_StartTrace()
+{
+    wchar_t path[PATH_BUFFER];
+    dbg_GetTraceFilePath(path);
+    pathDeleteFile(path);
+    g_traceDepth = 0;
+    HGLOBAL header = dbg_BuildSystemInfo();
+    if (header) {
+        {
+            MemLock<wchar_t> text(header);
+            if (text)
+                dbg_WriteTrace(text.get(), 1, 0);
+        }
+        memGFree(header);
+    }
+}

@@ -1,0 +1,16 @@
+// Debug trace: "~tlpdf_dbg.txt" in the data folder, UTF-16LE, one entry per open and close.
+#pragma once
+#include <windows.h>
+
+extern const wchar_t kTraceFileName[];
+
+void dbg_SetDebugMode(int on);
+int dbg_IsDebugMode();
+void dbg_GetTraceFilePath(wchar_t *out);
+void dbg_WriteTrace(const wchar_t *text, int addNewLine, int indent);
+void dbg_WriteTraceString(UINT id, int addNewLine, int indent);
+void dbg_WriteBlankLine();
+void dbg_Indent();
+void dbg_Unindent();
+int dbg_GetDepth();
+void dbg_StartTrace();
