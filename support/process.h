@@ -1,0 +1,9 @@
+// Running other programs and waiting for them; the user's Documents folder.
+#pragma once
+#include <windows.h>
+
+int RunProcessAndWait(HWND owner, wchar_t *commandLine, int showState, DWORD waitMs);
+int RunProcessAndWaitIn(HWND owner, wchar_t *commandLine, int showState, DWORD waitMs,
+                        const wchar_t *currentDirectory);
+void ReportWaitResult(HWND owner, DWORD result, int flag);
+int GetDocumentsFolder(HWND owner, wchar_t *out);
