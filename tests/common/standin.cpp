@@ -1,0 +1,176 @@
+// Puts the stand-in rundll32 into the test prefix and takes it away again.
+#include "tests/common/standin.h"
+#include <tlhelp32.h>
+#include "tests/common/testkit.h"
+
+namespace testkit {
+
+namespace {
+
+const wchar_t *const kOverrideKey = L"Software\\Wine\\DllOverrides";
+
+std::wstring dirFile(const wchar_t *name) { return std::wstring(kStandInDir) + L"\\" + name; }
+std::wstring systemRundll32() { return systemDir() + L"\\rundll32.exe"; }
+std::wstring backupPath() { return dirFile(L"rundll32.exe.orig"); }
+bool exists(const std::wstring &path) { return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
+
+std::wstring ntprintInf()
+{
+    wchar_t dir[MAX_PATH] = L"";
+    GetWindowsDirectoryW(dir, MAX_PATH);
+    return std::wstring(dir) + L"\\inf\\ntprint.inf";
+}
+
+std::string utf8(const std::wstring &s)
+{
+    int n = WideCharToMultiByte(CP_UTF8, 0, s.c_str(), static_cast<int>(s.size()), nullptr, 0, nullptr, nullptr);
+    std::string out(n, '\0');
+    WideCharToMultiByte(CP_UTF8, 0, s.c_str(), static_cast<int>(s.size()), &out[0], n, nullptr, nullptr);
+    return out;
+}
+
+std::wstring wide(const std::string &s)
+{
+    int n = MultiByteToWideChar(CP_UTF8, 0, s.data(), static_cast<int>(s.size()), nullptr, 0);
+    std::wstring out(n, L'\0');
+    MultiByteToWideChar(CP_UTF8, 0, s.data(), static_cast<int>(s.size()), &out[0], n);
+    return out;
+}
+
+bool isStandIn(const std::wstring &path) { return exists(path) && readFile(path) == readFile(standInExe()); }
+
+// A stand-in left sleeping by a time-out test would act later, in another test, and it keeps
+// its file from being replaced: end those still running from the system folder.
+void endRunningStandIns()
+{
+    HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+    if (snapshot == INVALID_HANDLE_VALUE)
+        return;
+    PROCESSENTRY32W entry = {};
+    entry.dwSize = sizeof(entry);
+    for (BOOL more = Process32FirstW(snapshot, &entry); more; more = Process32NextW(snapshot, &entry)) {
+        if (_wcsicmp(entry.szExeFile, L"rundll32.exe") != 0)
+            continue;
+        HANDLE process = OpenProcess(PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE,
+                                     entry.th32ProcessID);
+        if (!process)
+            continue;
+        wchar_t image[MAX_PATH] = L"";
+        DWORD size = MAX_PATH;
+        if (QueryFullProcessImageNameW(process, 0, image, &size) && _wcsicmp(image, systemRundll32().c_str()) == 0 &&
+            TerminateProcess(process, 99))
+            WaitForSingleObject(process, 5000);
+        CloseHandle(process);
+    }
+    CloseHandle(snapshot);
+}
+
+}  // namespace
+
+std::wstring standInExe()
+{
+    wchar_t full[MAX_PATH] = L"";
+    GetFullPathNameW((exeDir() + L"\\..\\standin\\rundll32.exe").c_str(), MAX_PATH, full, nullptr);
+    return full;
+}
+
+bool installStandIn()
+{
+    CreateDirectoryW(kStandInDir, nullptr);
+    // Keep Wine's own file (a placeholder for its built-in) once, even over repeated installs.
+    if (!exists(backupPath()) && exists(systemRundll32()) && !isStandIn(systemRundll32()))
+        CopyFileW(systemRundll32().c_str(), backupPath().c_str(), FALSE);
+    bool ok = CopyFileW(standInExe().c_str(), systemRundll32().c_str(), FALSE) != FALSE;
+    // Without the override Wine runs its built-in rundll32 whatever file lies in system32.
+    HKEY key;
+    ok = ok && RegCreateKeyExW(HKEY_CURRENT_USER, kOverrideKey, 0, nullptr, 0, KEY_SET_VALUE, nullptr, &key,
+                               nullptr) == ERROR_SUCCESS;
+    if (ok) {
+        static const wchar_t native[] = L"native";
+        ok = RegSetValueExW(key, L"rundll32.exe", 0, REG_SZ, reinterpret_cast<const BYTE *>(native),
+                            sizeof(native)) == ERROR_SUCCESS;
+        RegCloseKey(key);
+    }
+    std::wstring inf = ntprintInf();
+    CreateDirectoryW(inf.substr(0, inf.find_last_of(L'\\')).c_str(), nullptr);
+    ok = ok && writeFile(inf, "; Test stand-in for the printer driver list.\r\n[Version]\r\n"
+                              "Signature=\"$Windows NT$\"\r\nClass=Printer\r\n");
+    clearStandInLog();
+    setStandInMode(nullptr);
+    setStandInDrivers({});
+    return ok;
+}
+
+void removeRundll32()
+{
+    if (isStandIn(systemRundll32()))
+        endRunningStandIns();
+    HKEY key;
+    if (RegOpenKeyExW(HKEY_CURRENT_USER, kOverrideKey, 0, KEY_SET_VALUE, &key) == ERROR_SUCCESS) {
+        RegDeleteValueW(key, L"rundll32.exe");
+        RegCloseKey(key);
+    }
+    if (exists(backupPath())) {
+        if (CopyFileW(backupPath().c_str(), systemRundll32().c_str(), FALSE))
+            DeleteFileW(backupPath().c_str());
+    } else if (isStandIn(systemRundll32())) {
+        DeleteFileW(systemRundll32().c_str());
+    }
+}
+
+void removeNtprintInf() { DeleteFileW(ntprintInf().c_str()); }
+
+void removeStandIn(bool keepInf)
+{
+    removeRundll32();
+    if (!keepInf)
+        removeNtprintInf();
+    for (const wchar_t *name : {L"log.txt", L"control.txt", L"drivers.txt"})
+        DeleteFileW(dirFile(name).c_str());
+    RemoveDirectoryW(kStandInDir);  // stays while a backup could not be put back
+}
+
+std::vector<StandInRun> standInLog()
+{
+    std::vector<StandInRun> runs;
+    std::wstring text = wide(readFile(dirFile(L"log.txt")));
+    size_t start = 0, end;
+    while ((end = text.find(L"\r\n", start)) != std::wstring::npos) {
+        std::wstring line = text.substr(start, end - start);
+        start = end + 2;
+        size_t tab1 = line.find(L'\t'), tab2 = tab1 == std::wstring::npos ? tab1 : line.find(L'\t', tab1 + 1);
+        if (tab2 != std::wstring::npos)
+            runs.push_back({line.substr(0, tab1), line.substr(tab1 + 1, tab2 - tab1 - 1), line.substr(tab2 + 1)});
+    }
+    return runs;
+}
+
+void clearStandInLog() { DeleteFileW(dirFile(L"log.txt").c_str()); }
+
+void setStandInMode(const wchar_t *mode)
+{
+    if (!mode || !*mode)
+        DeleteFileW(dirFile(L"control.txt").c_str());
+    else
+        writeFile(dirFile(L"control.txt"), "mode=" + utf8(mode) + "\r\n");
+}
+
+void setStandInDrivers(const std::vector<std::wstring> &names)
+{
+    std::string text;
+    for (const auto &n : names)
+        text += utf8(n) + "\r\n";
+    if (names.empty())
+        DeleteFileW(dirFile(L"drivers.txt").c_str());
+    else
+        writeFile(dirFile(L"drivers.txt"), text);
+}
+
+std::wstring plantRundll32(const std::wstring &folder)
+{
+    std::wstring path = folder + L"\\rundll32.exe";
+    CopyFileW(standInExe().c_str(), path.c_str(), FALSE);
+    return path;
+}
+
+}  // namespace testkit

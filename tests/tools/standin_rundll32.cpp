@@ -1,0 +1,182 @@
+// Test-only rundll32.exe: understands the two printer-installer command lines the program writes
+// and does their work through the spooler, because Wine's installer is a stub. See
+// tests/common/standin.h for its files, modes and exit codes.
+#include <windows.h>
+#include <shellapi.h>
+#include <winspool.h>
+#include <string>
+#include <vector>
+#include "tests/common/standin.h"
+
+namespace {
+
+std::wstring dirFile(const wchar_t *name) { return std::wstring(testkit::kStandInDir) + L"\\" + name; }
+
+std::string toUtf8(const std::wstring &s)
+{
+    int n = WideCharToMultiByte(CP_UTF8, 0, s.c_str(), static_cast<int>(s.size()), nullptr, 0, nullptr, nullptr);
+    std::string out(n, '\0');
+    WideCharToMultiByte(CP_UTF8, 0, s.c_str(), static_cast<int>(s.size()), &out[0], n, nullptr, nullptr);
+    return out;
+}
+
+// Lines of an optional UTF-8 file; CR, LF and surrounding blanks are dropped.
+std::vector<std::wstring> readLines(const std::wstring &path)
+{
+    std::vector<std::wstring> lines;
+    HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                              FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE)
+        return lines;
+    std::string bytes;
+    char buffer[4096];
+    DWORD got = 0;
+    while (ReadFile(file, buffer, sizeof(buffer), &got, nullptr) && got)
+        bytes.append(buffer, got);
+    CloseHandle(file);
+    int n = MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()), nullptr, 0);
+    std::wstring text(n, L'\0');
+    MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()), &text[0], n);
+    size_t start = 0;
+    while (start <= text.size()) {
+        size_t end = text.find(L'\n', start);
+        if (end == std::wstring::npos)
+            end = text.size();
+        std::wstring line = text.substr(start, end - start);
+        size_t first = line.find_first_not_of(L" \t\r\xFEFF");
+        size_t last = line.find_last_not_of(L" \t\r");
+        if (first != std::wstring::npos)
+            lines.push_back(line.substr(first, last - first + 1));
+        start = end + 1;
+    }
+    return lines;
+}
+
+// Several runs may append at once; a sharing clash is retried for a while.
+void appendLog(const std::string &line)
+{
+    CreateDirectoryW(testkit::kStandInDir, nullptr);
+    std::wstring path = dirFile(L"log.txt");
+    for (int attempt = 0; attempt < 200; attempt++) {
+        HANDLE file = CreateFileW(path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
+                                  FILE_ATTRIBUTE_NORMAL, nullptr);
+        if (file != INVALID_HANDLE_VALUE) {
+            DWORD written = 0;
+            WriteFile(file, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
+            CloseHandle(file);
+            return;
+        }
+        Sleep(10);
+    }
+}
+
+bool printerExists(const std::wstring &name)
+{
+    DWORD needed = 0, returned = 0;
+    EnumPrintersW(PRINTER_ENUM_LOCAL, nullptr, 4, nullptr, 0, &needed, &returned);
+    if (!needed)
+        return false;
+    std::vector<BYTE> buffer(needed);
+    if (!EnumPrintersW(PRINTER_ENUM_LOCAL, nullptr, 4, buffer.data(), needed, &needed, &returned))
+        return false;
+    auto *info = reinterpret_cast<PRINTER_INFO_4W *>(buffer.data());
+    for (DWORD i = 0; i < returned; i++)
+        if (_wcsicmp(info[i].pPrinterName, name.c_str()) == 0)
+            return true;
+    return false;
+}
+
+int install(const std::wstring &driverName, const std::wstring &infFile, const std::wstring &printer,
+            const std::wstring &port)
+{
+    std::vector<std::wstring> accepted = readLines(dirFile(L"drivers.txt"));
+    if (!accepted.empty()) {
+        bool found = false;
+        for (const auto &a : accepted)
+            found = found || _wcsicmp(a.c_str(), driverName.c_str()) == 0;
+        if (!found)
+            return 2;
+    }
+    if (GetFileAttributesW(infFile.c_str()) == INVALID_FILE_ATTRIBUTES)
+        return 4;
+    // The real installer refuses an existing name; Wine's AddPrinterW would replace it.
+    if (printerExists(printer))
+        return 1;
+    DRIVER_INFO_3W driver = {};
+    driver.cVersion = 3;
+    driver.pName = const_cast<wchar_t *>(driverName.c_str());
+    driver.pDriverPath = driver.pDataFile = driver.pConfigFile = const_cast<wchar_t *>(L"wineps.drv");
+    AddPrinterDriverW(nullptr, 3, reinterpret_cast<BYTE *>(&driver));  // fails harmlessly when present
+    PRINTER_INFO_2W info = {};
+    info.pPrinterName = const_cast<wchar_t *>(printer.c_str());
+    info.pPortName = const_cast<wchar_t *>(port.c_str());
+    info.pDriverName = driver.pName;
+    info.pPrintProcessor = const_cast<wchar_t *>(L"WinPrint");
+    info.pDatatype = const_cast<wchar_t *>(L"RAW");
+    HANDLE handle = AddPrinterW(nullptr, 2, reinterpret_cast<BYTE *>(&info));
+    if (!handle)
+        return 5;
+    ClosePrinter(handle);
+    return 0;
+}
+
+int uninstall(const std::wstring &printer)
+{
+    HANDLE handle = nullptr;
+    PRINTER_DEFAULTSW defaults = {nullptr, nullptr, PRINTER_ALL_ACCESS};
+    if (!OpenPrinterW(const_cast<wchar_t *>(printer.c_str()), &handle, &defaults))
+        return 5;
+    BOOL ok = DeletePrinter(handle);
+    ClosePrinter(handle);
+    return ok ? 0 : 5;
+}
+
+}  // namespace
+
+int main()
+{
+    const wchar_t *commandLine = GetCommandLineW();
+    wchar_t module[MAX_PATH] = L"", sysDir[MAX_PATH] = L"";
+    GetModuleFileNameW(nullptr, module, MAX_PATH);
+    GetSystemDirectoryW(sysDir, MAX_PATH);
+    // Only the copy in the system folder acts; any other copy was planted by a test.
+    bool planted = _wcsicmp(module, (std::wstring(sysDir) + L"\\rundll32.exe").c_str()) != 0;
+    appendLog(toUtf8((planted ? L"PLANTED\t" : L"RAN\t") + std::wstring(module) + L"\t" + commandLine) + "\r\n");
+    if (planted)
+        return 0;
+
+    std::wstring mode;
+    for (const auto &line : readLines(dirFile(L"control.txt")))
+        if (line.compare(0, 5, L"mode=") == 0)
+            mode = line.substr(5);
+    if (mode == L"noop")
+        return 0;
+    if (mode.compare(0, 6, L"sleep:") == 0)
+        Sleep(static_cast<DWORD>(_wtoi(mode.c_str() + 6)));
+
+    int argc = 0;
+    wchar_t **argv = CommandLineToArgvW(commandLine, &argc);
+    if (!argv || argc < 3 || _wcsicmp(argv[1], L"printui.dll,PrintUIEntry") != 0)
+        return 3;
+    std::wstring action, driver, infFile, printer, port, target;
+    for (int i = 2; i < argc; i++) {
+        std::wstring a = argv[i];
+        std::wstring *value = a == L"/m" ? &driver : a == L"/f" ? &infFile : a == L"/b" ? &printer
+                            : a == L"/r" ? &port : a == L"/n" ? &target : nullptr;
+        if (value) {
+            if (++i >= argc)
+                return 3;
+            *value = argv[i];
+        } else if (a == L"/if" || a == L"/dl") {
+            action = a;
+        } else if (a.compare(0, 2, L"/h") != 0) {  // the architecture is not checked
+            return 3;
+        }
+    }
+    LocalFree(argv);
+    if (action == L"/if" && !driver.empty() && !infFile.empty() && !printer.empty() && !port.empty())
+        return install(driver, infFile, printer, port);
+    if (action == L"/dl" && !target.empty())
+        return uninstall(target);
+    return 3;
+}
