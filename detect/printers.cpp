@@ -2,6 +2,7 @@
 #include "detect/printers.h"
 #include <winspool.h>
 #include <cstdlib>
+#include <cwchar>
 #include "support/mem.h"
 #include "support/str.h"
 
@@ -90,4 +91,21 @@ HGLOBAL gs2_GetDriverPrinterList(wchar_t separator, int *count)
     }
     *count = matched;
     return list;
+}
+
+// Printer names are compared as the spooler compares them: without regard to case.
+int gs2_IsPrinterInstalled(const wchar_t *name)
+{
+    HGLOBAL all = gs2_EnumPrinterNames(L'\n');
+    int found = 0;
+    {
+        MemLock<wchar_t> text(all);
+        int n = 0;
+        wchar_t **names = text ? strTokenizeHeap(text.get(), L"\n", &n) : nullptr;
+        for (int i = 0; i < n && !found; i++)
+            found = _wcsicmp(names[i], name) == 0;
+        free(names);
+    }
+    memGFree(all);
+    return found;
 }

@@ -7,3 +7,4 @@ extern const wchar_t kPdfPrinterName[];  // "TessaloomPDF"
 int gs2_IsDriverPrinterName(const wchar_t *name, int ignored);
 HGLOBAL gs2_EnumPrinterNames(wchar_t separator);
 HGLOBAL gs2_GetDriverPrinterList(wchar_t separator, int *count);
+int gs2_IsPrinterInstalled(const wchar_t *name);

@@ -72,6 +72,9 @@ const StringRow kStrings[] = {
     {IDS_PROGRESS_SETUP, L"Setting up PDF support. It may take a few minutes. Please wait..."},
     {IDS_PROGRESS_PRINTER, L"Setting up TLPDF virtual printer. It may take a few minutes. Please wait..."},
     {IDS_PROGRESS_CAPTION, L"Enabling PDF Support"},
+    {IDS_DRIVER_NAME_REFUSED, L"The printer driver name \"%s\" cannot be used: it contains a double quote, a "
+                              L"percent sign or a control character. Correct the Printer line of ~tlpdf_cust.txt "
+                              L"beside this program."},
 };
 
 // Callers use these ids and rely on them loading nothing.

@@ -1,0 +1,214 @@
+// The automatic setup: check components, register the port, install the printer, record it.
+#include "setup/autosetup.h"
+#include <cwchar>
+#include "detect/gs.h"
+#include "detect/printers.h"
+#include "detect/redmon.h"
+#include "diag/trace.h"
+#include "res/resource.h"
+#include "setup/port.h"
+#include "setup/printui.h"
+#include "support/msg.h"
+#include "support/path.h"
+#include "support/prog.h"
+#include "support/res.h"
+#include "support/settings.h"
+#include "support/str.h"
+#include "support/sys.h"
+#include "support/txf.h"
+
+const wchar_t kCustomisationFile[] = L"~tlpdf_cust.txt";
+
+namespace {
+
+const int kNameChars = 256;
+const int kKeyChars = 31;
+const wchar_t kDriverWin8[] = L"Microsoft PS Class Driver";
+const wchar_t kDriverVista7[] = L"HP Color LaserJet 2800 Series PS";
+const wchar_t kDriverOlder[] = L"HP Color LaserJet 4550 PS";
+const wchar_t kSecondPrinterName[] = L"TLPDF";
+const wchar_t kSecondPortName[] = L"TLPDF:";
+
+wchar_t g_currentDriver[kNameChars + 1];
+
+void trace(const wchar_t *format, const wchar_t *text = L"")
+{
+    if (!dbg_IsDebugMode())
+        return;
+    wchar_t line[600];
+    _snwprintf(line, 600, format, text);
+    line[599] = L'\0';
+    dbg_WriteTrace(line, 1, 1);
+}
+
+}  // namespace
+
+// The first Printer=... line wins; the key is compared without regard to case and
+// lines starting with ";" are comments.
+int gs2_ReadCustomisedDriver(const wchar_t *path, wchar_t *out)
+{
+    out[0] = L'\0';
+    TextReader reader;
+    if (!txfOpen(path, &reader))
+        return 0;
+    int capacity = txfLongestLine(&reader, 1);
+    wchar_t *line = txfLineBuffer(&reader);
+    int length = 0;
+    while (line && !out[0] && txfReadLine(&reader, line, capacity, &length, nullptr)) {
+        if (line[0] == L';')
+            continue;
+        KeyValue pair;
+        int blankValue = 0;
+        if (!strSplitKeyValue(line, L'=', &pair, &blankValue) || !pair.value || !pair.value[0])
+            continue;
+        wchar_t key[kKeyChars + 1];
+        strCopyN(key, pair.key, kKeyChars);
+        if (_wcsicmp(key, L"Printer") == 0)
+            strCopyN(out, pair.value, kNameChars - 1);
+    }
+    txfClose(&reader);
+    return out[0] ? 1 : 0;
+}
+
+void gs2_ChooseDriverName(wchar_t *out)
+{
+    const wchar_t *driver = kDriverOlder;
+    if (sysIsWin8OrLater())
+        driver = kDriverWin8;
+    else if (sysIsVistaOrLater())
+        driver = kDriverVista7;
+    wchar_t folder[PATH_BUFFER] = L"", path[PATH_BUFFER] = L"", customised[kNameChars + 1];
+    GetModuleFileNameW(nullptr, folder, PATH_CHARS);
+    wchar_t *lastSeparator = wcsrchr(folder, L'\\');
+    if (lastSeparator)
+        lastSeparator[1] = L'\0';
+    pathJoin(path, folder, kCustomisationFile);
+    if (pathFileExists(path) && gs2_ReadCustomisedDriver(path, customised))
+        driver = customised;
+    strCopyN(out, driver, kNameChars - 1);
+}
+
+void gs2_SetPdfPrinterName(const wchar_t *driver, wchar_t *out)
+{
+    strCopyN(out, L"TessaloomPDF", kNameChars - 1);
+    if (sysIsVistaOrLater())
+        strCopyN(g_currentDriver, driver ? driver : L"", kNameChars);  // kept, though nothing reads it back
+}
+
+void gs2_GetPdfPrinterName(wchar_t *out)
+{
+    wchar_t scratch[kNameChars + 1];
+    gs2_ChooseDriverName(scratch);
+    gs2_SetPdfPrinterName(scratch, out);
+}
+
+int gs2_IsPdfPrinterInstalled()
+{
+    wchar_t name[kNameChars + 1];
+    gs2_GetPdfPrinterName(name);
+    return gs2_IsPrinterInstalled(name);
+}
+
+// The three strings are empty on purpose: the box comes up empty, and the main dialog's
+// component lines tell the user what is missing.
+void gs2_ReportMissingComponents(HWND owner, int ghostscriptFound, int redMonFound, int interactive)
+{
+    UINT id = IDS_MISSING_BOTH;
+    if (ghostscriptFound)
+        id = IDS_MISSING_REDMON;
+    else if (redMonFound)
+        id = IDS_MISSING_GS;
+    wchar_t text[kNameChars] = L"";
+    resLoadString(owner, id, text, kNameChars);
+    if (interactive)
+        msgErrorBox(owner, text);
+    if (dbg_IsDebugMode())
+        dbg_WriteTrace(text, 1, 1);
+}
+
+int gs2_UseSecondPdfPrinter() { return 0; }
+
+const wchar_t *gs2_CurrentPdfDriverName() { return g_currentDriver; }
+
+UINT gs2_AutoSetupTessaloomPDF(HWND owner, const wchar_t *driver, int interactive)
+{
+    UINT result = 0;
+    wchar_t driverName[kNameChars + 1] = L"", displayName[kNameChars + 1] = L"", ghostscript[PATH_BUFFER] = L"",
+            message[kNameChars * 2] = L"";
+    if (dbg_IsDebugMode())
+        dbg_WriteBlankLine();
+    trace(L"[gs2_AutoSetupTessaloomPDF] starts");
+    int ghostscriptFound = gs2_GetGhostscriptConsolePath(ghostscript);
+    int redMonFound = gs2_IsRedMonInstalled();
+    dbg_Indent();
+    if (!ghostscriptFound || !redMonFound) {
+        // The level raised above stays raised on this path; the trace has always looked so.
+        gs2_ReportMissingComponents(owner, ghostscriptFound, redMonFound, interactive);
+        goto done;
+    }
+    dbg_Unindent();
+    dbg_Indent();
+
+    // The driver name goes between double quotes into a batch line: refuse one that would
+    // change the command, before anything is registered or installed.
+    {
+        wchar_t candidate[kNameChars + 1];
+        if (driver && *driver)
+            strCopyN(candidate, driver, kNameChars - 1);
+        else
+            gs2_ChooseDriverName(candidate);
+        if (!gs2_IsSafeBatchText(candidate)) {
+            resFormatString(message, kNameChars * 2, IDS_DRIVER_NAME_REFUSED, candidate);
+            if (interactive)
+                msgErrorBox(owner, message);
+            trace(L"[gs2_AutoSetupTessaloomPDF] %s", message);
+            dbg_Unindent();
+            goto done;
+        }
+    }
+
+    if (!gs2_AddRedirectedPortUsingRegistry(owner, kPdfPortName, ghostscript)) {
+        if (interactive)
+            msgErrorBoxId(owner, IDS_PORT_FAILED);
+        dbg_WriteTraceString(IDS_PORT_FAILED, 1, 1);
+        dbg_Unindent();
+        goto done;
+    }
+    dbg_Unindent();
+    dbg_Indent();
+
+    if (driver && *driver) {
+        strCopyN(driverName, driver, kNameChars);
+        gs2_SetPdfPrinterName(driverName, displayName);
+    }
+    if (!driverName[0]) {
+        gs2_ChooseDriverName(driverName);
+        gs2_GetPdfPrinterName(displayName);
+    }
+    dbg_Unindent();
+    dbg_Indent();
+
+    {
+        resLoadString(owner, IDS_PROGRESS_SETUP, message, kNameChars);
+        HWND progress = progCreateBoxId(owner, IDS_PROGRESS_CAPTION, message, 0);
+        result = gs2_AddPrinter_Thru_Dll(owner, driverName, kPdfPortName, displayName);
+        if (result && gs2_UseSecondPdfPrinter())
+            result = gs2_AddPrinter_Thru_Dll(owner, driverName, kSecondPortName, kSecondPrinterName);
+        if (progress)
+            DestroyWindow(progress);
+    }
+    dbg_Unindent();
+
+    if (interactive && !result) {
+        resFormatString(message, kNameChars * 2, IDS_PRINTER_FAILED, L"TessaloomPDF");
+        msgErrorBox(owner, message);
+        trace(L"[gs2_AutoSetupTessaloomPDF] %s", message);
+    }
+    if (sysIsVistaOrLater())
+        setPutDword(kSettingSetupDone, result ? 1 : 0);
+    trace(result ? L"[gs2_AutoSetupTessaloomPDF] Succeeded" : L"[gs2_AutoSetupTessaloomPDF] Failed");
+
+done:
+    trace(L"[gs2_AutoSetupTessaloomPDF] ends");
+    return result;
+}

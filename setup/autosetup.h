@@ -1,0 +1,15 @@
+// The automatic setup: check components, register the port, install the printer, record it.
+#pragma once
+#include <windows.h>
+
+extern const wchar_t kCustomisationFile[];  // "~tlpdf_cust.txt" beside the executable
+
+UINT gs2_AutoSetupTessaloomPDF(HWND owner, const wchar_t *driver, int interactive);
+void gs2_ChooseDriverName(wchar_t *out);
+void gs2_SetPdfPrinterName(const wchar_t *driver, wchar_t *out);
+void gs2_GetPdfPrinterName(wchar_t *out);
+int gs2_IsPdfPrinterInstalled();
+void gs2_ReportMissingComponents(HWND owner, int ghostscriptFound, int redMonFound, int interactive);
+int gs2_UseSecondPdfPrinter();
+const wchar_t *gs2_CurrentPdfDriverName();
+int gs2_ReadCustomisedDriver(const wchar_t *path, wchar_t *out);

@@ -1,0 +1,176 @@
+// The RedMon port "TessaloomPDF:" written straight into the monitor's registry key.
+#include "setup/port.h"
+#include <cwchar>
+#include "detect/locations.h"
+#include "diag/trace.h"
+#include "support/handles.h"
+#include "support/msg.h"
+#include "support/path.h"
+
+const wchar_t kPortsKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected Port\\Ports";
+const wchar_t kPdfPortName[] = L"TessaloomPDF:";
+
+namespace {
+
+const int kArgumentChars = 256;
+const wchar_t kGhostscriptTail[] = L"-c save pop -f -";  // then the job from standard input
+
+enum ValueKind { TEXT, NUMBER };
+struct PortValue {
+    const wchar_t *name;
+    ValueKind kind;
+};
+// Written in exactly this order; RedMon reads them by name, support reads the trace by order.
+const PortValue kPortValues[] = {
+    {L"Description", TEXT}, {L"Command", TEXT},     {L"Arguments", TEXT},  {L"LogFileName", TEXT},
+    {L"Printer", TEXT},     {L"Output", NUMBER},    {L"ShowWindow", NUMBER}, {L"RunUser", NUMBER},
+    {L"Delay", NUMBER},     {L"LogFileUse", NUMBER}, {L"LogFileDebug", NUMBER}, {L"PrintError", NUMBER},
+};
+
+void trace(const wchar_t *format, const wchar_t *text = L"", long number = 0)
+{
+    if (!dbg_IsDebugMode())
+        return;
+    wchar_t line[512];
+    if (wcsstr(format, L"%d"))
+        _snwprintf(line, 512, format, number);
+    else
+        _snwprintf(line, 512, format, text);
+    line[511] = L'\0';
+    dbg_WriteTrace(line, 1, 1);
+}
+
+LONG createKey(HKEY parent, const wchar_t *path, REGSAM access, HKEY *key)
+{
+    return RegCreateKeyExW(parent, path, 0, const_cast<wchar_t *>(L""), REG_OPTION_NON_VOLATILE, access, nullptr, key,
+                           nullptr);
+}
+
+// An empty text is stored with size 0; others with their terminator counted.
+LONG setText(HKEY key, const wchar_t *name, const wchar_t *text)
+{
+    DWORD size = *text ? static_cast<DWORD>((wcslen(text) + 1) * sizeof(wchar_t)) : 0;
+    return RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE *>(text), size);
+}
+
+LONG setNumber(HKEY key, const wchar_t *name, DWORD value)
+{
+    return RegSetValueExW(key, name, 0, REG_DWORD, reinterpret_cast<const BYTE *>(&value), sizeof(value));
+}
+
+}  // namespace
+
+void gs2_TraceRegResult(const wchar_t *name, LONG status)
+{
+    if (!dbg_IsDebugMode())
+        return;
+    wchar_t line[600];
+    if (status == ERROR_SUCCESS) {
+        _snwprintf(line, 600, L"\tRegKey: %s (succeeded)\r\n", name);
+    } else {
+        wchar_t reason[256];
+        errFormatSystemMessage(static_cast<DWORD>(status), reason, 255);
+        _snwprintf(line, 600, L"\tRegKey: %s (error) %s\r\n", name, reason);
+    }
+    line[599] = L'\0';
+    dbg_WriteTrace(line, 0, 1);
+}
+
+int gs2_BuildPortArguments(DWORD outputMode, wchar_t *out)
+{
+    wchar_t rsp[PATH_BUFFER] = L"";
+    out[0] = L'\0';
+    if (outputMode == 1) {
+        if (gs2_GetRspFilePathForFile(rsp))
+            _snwprintf(out, kArgumentChars, L"%s%s\" %s %s", L"@\"", rsp, L"-sOutputFile=\"%1\"", kGhostscriptTail);
+    } else {
+        // Without a response-file path the value is still written, with nothing between the quotes.
+        if (!gs2_GetRspFilePath(rsp))
+            rsp[0] = L'\0';
+        _snwprintf(out, kArgumentChars, L"%s%s\" %s", L"@\"", rsp, kGhostscriptTail);
+    }
+    out[kArgumentChars - 1] = L'\0';
+    return 1;
+}
+
+LONG f_CreatePort(HKEY portsKey, const wchar_t *port, const wchar_t *command, DWORD outputMode)
+{
+    if (dbg_IsDebugMode())
+        dbg_WriteBlankLine();
+    trace(L"[f_CreatePort for Port: %s] starts", port);
+    ScopedHKey key;
+    LONG status = createKey(portsKey, port, KEY_ALL_ACCESS, key.out());
+    gs2_TraceRegResult(port, status);
+    if (status != ERROR_SUCCESS || !key) {
+        trace(L"[f_CreatePort] failed");
+    } else {
+        wchar_t arguments[kArgumentChars];
+        gs2_BuildPortArguments(outputMode, arguments);
+        const wchar_t *texts[] = {L"Redirected Port", command, arguments, L"",
+                                  L"Printer"};  // "Printer" literally, not a printer's name
+        const DWORD numbers[] = {outputMode, 2, 0, 300, 0, 0, 0};
+        int text = 0, number = 0;
+        for (const PortValue &value : kPortValues) {
+            status = value.kind == TEXT ? setText(key.get(), value.name, texts[text++])
+                                        : setNumber(key.get(), value.name, numbers[number++]);
+            gs2_TraceRegResult(value.name, status);  // a failure does not stop the others
+        }
+    }
+    trace(L"[f_CreatePort] ends. return code lretn = %d", L"", status);
+    return status;
+}
+
+// Never creates the port's key: it only answers whether it is there.
+int gs2_RedirectedPortExists(const wchar_t *port)
+{
+    ScopedHKey ports;
+    if (createKey(HKEY_LOCAL_MACHINE, kPortsKey, KEY_READ, ports.out()) != ERROR_SUCCESS)
+        return 0;
+    // An open, not a create-or-open: some registries let a read-only parent create
+    // subkeys, which would turn this probe into a writer.
+    ScopedHKey key;
+    return RegOpenKeyExW(ports.get(), port, 0, KEY_QUERY_VALUE, key.out()) == ERROR_SUCCESS ? 1 : 0;
+}
+
+int gs2_DeleteRedirectedPort(const wchar_t *port)
+{
+    if (!gs2_RedirectedPortExists(port))
+        return 1;
+    ScopedHKey ports;
+    if (createKey(HKEY_LOCAL_MACHINE, kPortsKey, KEY_ALL_ACCESS, ports.out()) != ERROR_SUCCESS)
+        return 0;
+    LONG status = RegDeleteKeyW(ports.get(), port);
+    return status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND ? 1 : 0;
+}
+
+// The answer says only whether the Ports key could be reached; the values' own failures
+// are in the trace. Callers have always relied on exactly that.
+int gs2_AddRedirectedPortUsingRegistry(HWND, const wchar_t *port, const wchar_t *ghostscriptPath)
+{
+    if (dbg_IsDebugMode())
+        dbg_WriteBlankLine();
+    trace(L"[gs2_AddRedirectedPortUsingRegistry] starts");
+    if (gs2_RedirectedPortExists(port)) {
+        gs2_DeleteRedirectedPort(port);
+        trace(L"Existing redirected port (%s) removed.", port);
+    }
+    int result = 0;
+    ScopedHKey ports;
+    LONG status = createKey(HKEY_LOCAL_MACHINE, kPortsKey, KEY_ALL_ACCESS, ports.out());
+    if (status == ERROR_SUCCESS) {
+        trace(L"[Create Key (OK)] %s", kPortsKey);
+        dbg_Indent();
+        status = f_CreatePort(ports.get(), port, ghostscriptPath, 0);
+        dbg_Unindent();
+        result = 1;
+    } else if (dbg_IsDebugMode()) {
+        wchar_t line[256];
+        _snwprintf(line, 256, L"[gs2_AddRedirectedPortUsingRegistry] %s Create Port key error\r\n\t", kPortsKey);
+        line[255] = L'\0';
+        size_t used = wcslen(line);
+        errFormatSystemMessage(static_cast<DWORD>(status), line + used, static_cast<int>(255 - used));
+        dbg_WriteTrace(line, 1, 1);
+    }
+    trace(L"[gs2_AddRedirectedPortUsingRegistry] ends. Return code = %d\r\n", L"", status);
+    return result;
+}

@@ -1,0 +1,13 @@
+// The RedMon port "TessaloomPDF:" written straight into the monitor's registry key.
+#pragma once
+#include <windows.h>
+
+extern const wchar_t kPortsKey[];
+extern const wchar_t kPdfPortName[];  // "TessaloomPDF:"
+
+int gs2_AddRedirectedPortUsingRegistry(HWND owner, const wchar_t *port, const wchar_t *ghostscriptPath);
+LONG f_CreatePort(HKEY portsKey, const wchar_t *port, const wchar_t *command, DWORD outputMode);
+int gs2_BuildPortArguments(DWORD outputMode, wchar_t *out);
+int gs2_RedirectedPortExists(const wchar_t *port);
+int gs2_DeleteRedirectedPort(const wchar_t *port);
+void gs2_TraceRegResult(const wchar_t *name, LONG status);
