@@ -2,9 +2,13 @@
 #include "app/window.h"
 #include <commctrl.h>
 #include "app/cmdline.h"
+#include "app/about.h"
 #include "app/identity.h"
+#include "app/maindlg.h"
 #include "detect/gs.h"
 #include "detect/locations.h"
+#include "setup/autosetup.h"
+#include "diag/datawin.h"
 #include "res/resource.h"
 #include "support/appstate.h"
 #include "support/dlg.h"
@@ -44,7 +48,8 @@ LRESULT onCreate(HWND window)
         msgWarningBox(window, kNotAdminMessage);
         PostMessageW(window, WM_CLOSE, 0, 0);
     }
-    // Not yet built: dw_OpenDataWindow (debug data window) and appCreateMainDialog (main dialog).
+    dw_OpenDataWindow(window, nullptr);
+    g_mainDialog = appCreateMainDialog(window);
     appCentreInWorkArea(window);
     return 0;
 }
@@ -87,6 +92,40 @@ HWND appCreateMainWindow(const RECT *rect, HINSTANCE instance, int showCommand)
     }
     return window;
 }
+
+// The frame is sized so that its client area is exactly the dialog, then centred.
+HWND appCreateMainDialog(HWND frame)
+{
+    HINSTANCE instance = reinterpret_cast<HINSTANCE>(GetWindowLongPtrW(frame, GWLP_HINSTANCE));
+    HWND dialog = CreateDialogParamW(instance, L"MAIN_DLG", frame, mainDlgProc, 0);
+    g_mainDialog = dialog;
+    if (dialog) {
+        RECT rect;
+        GetWindowRect(dialog, &rect);
+        AdjustWindowRectEx(&rect, static_cast<DWORD>(GetWindowLongPtrW(frame, GWL_STYLE)), GetMenu(frame) != nullptr,
+                           static_cast<DWORD>(GetWindowLongPtrW(frame, GWL_EXSTYLE)));
+        RECT frameRect;
+        GetWindowRect(frame, &frameRect);
+        frameRect.right = frameRect.left + rectWidth(&rect);
+        frameRect.bottom = frameRect.top + rectHeight(&rect);
+        RECT work;
+        rectGetWorkArea(&work);
+        rectCentreOn(&frameRect, &work);
+        MoveWindow(frame, frameRect.left, frameRect.top, rectWidth(&frameRect), rectHeight(&frameRect), TRUE);
+        ShowWindow(dialog, SW_SHOW);
+    }
+    return dialog;
+}
+
+void appRefreshMainDialog()
+{
+    if (IsWindow(g_mainDialog)) {
+        mainDlgSetSetupAttempted(1);
+        mainDlgUpdateState(g_mainDialog);
+    }
+}
+
+HWND appGetMainDialog() { return g_mainDialog; }
 
 void appCentreInWorkArea(HWND window)
 {
@@ -137,14 +176,24 @@ int appOnCommand(WPARAM command)
         OpenDocumentOrUrl(g_mainWindow, L"" TLPDF_INSTRUCTIONS_URL);
         break;
     case IDM_SETUP:
-        // Not yet built: gs2_AutoSetupTessaloomPDF (automatic setup).
+        // A successful setup with the printer present ends the program.
+        if (gs2_AutoSetupTessaloomPDF(g_mainWindow, L"", 1)) {
+            if (gs2_IsPdfPrinterInstalled()) {
+                msgMessageBoxId(g_mainWindow, IDS_SETUP_COMPLETED, MB_ICONINFORMATION);
+                g_exitAfterCommand = 1;
+            } else {
+                msgErrorBoxId(g_mainWindow, IDS_SETUP_FAILED);
+            }
+            appRefreshMainDialog();
+        }
         break;
     case IDM_EXIT:
     case IDM_EXIT_ALT:
         PostMessageW(g_mainWindow, WM_CLOSE, 0, 0);
         break;
     case IDM_ABOUT:
-        // Not yet built: the About box (dialog 103).
+        DialogBoxParamW(reinterpret_cast<HINSTANCE>(GetWindowLongPtrW(g_mainWindow, GWLP_HINSTANCE)),
+                        MAKEINTRESOURCEW(IDD_ABOUT), g_mainWindow, aboutDlgProc, 0);
         break;
     default:
         return 1;

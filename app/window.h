@@ -11,6 +11,9 @@ HWND appCreateMainWindow(const RECT *rect, HINSTANCE instance, int showCommand);
 LRESULT CALLBACK appMainWndProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 int appOnCommand(WPARAM command);
 void appCentreInWorkArea(HWND window);
+HWND appCreateMainDialog(HWND frame);
+void appRefreshMainDialog();
+HWND appGetMainDialog();
 
 HWND appGetMainWindow();
 void appSetExitAfterCommand(int exitAfter);

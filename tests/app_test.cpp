@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <cwchar>
 #include <string>
+#include <thread>
 #include "app/cmdline.h"
 #include "app/identity.h"
 #include "app/window.h"
@@ -47,13 +48,18 @@ TEST(Program, OpensTheCentredMainWindow)
     EXPECT_EQ(32u, static_cast<UINT>(GetClassLongPtrW(window, GCL_CBWNDEXTRA)));
     EXPECT_EQ(0x02CF0000u, static_cast<UINT>(GetWindowLongPtrW(window, GWL_STYLE)) & 0x02CF0000u);
 
-    RECT rect, work;
+    // The frame wraps the main dialog exactly and is centred in the work area.
+    RECT rect, work, client, dialog;
     GetWindowRect(window, &rect);
     rectGetWorkArea(&work);
-    EXPECT_EQ(450, rect.right - rect.left);
-    EXPECT_EQ(250, rect.bottom - rect.top);
-    EXPECT_EQ((work.left + work.right - 450) / 2, rect.left);
-    EXPECT_EQ((work.top + work.bottom - 250) / 2, rect.top);
+    GetClientRect(window, &client);
+    HWND dialogWindow = FindWindowExW(window, nullptr, L"#32770", nullptr);
+    ASSERT_NE(nullptr, dialogWindow);
+    GetWindowRect(dialogWindow, &dialog);
+    EXPECT_EQ(dialog.right - dialog.left, client.right);
+    EXPECT_EQ(dialog.bottom - dialog.top, client.bottom);
+    EXPECT_EQ((work.left + work.right - (rect.right - rect.left)) / 2, rect.left);
+    EXPECT_EQ((work.top + work.bottom - (rect.bottom - rect.top)) / 2, rect.top);
     EXPECT_EQ(nullptr, testkit::findMessageBox(child.pid()));
 
     PostMessageW(window, WM_COMMAND, IDM_EXIT, 0);
@@ -108,7 +114,12 @@ TEST(Program, OneShotModeExitsAfterTheFirstHandledCommand)
     ASSERT_TRUE(settle(window));
     EXPECT_TRUE(child.running());
 
+    // The About box runs; once it is closed, the program ends.
     PostMessageW(window, WM_COMMAND, IDM_ABOUT, 0);
+    HWND about = nullptr;
+    ASSERT_TRUE(testkit::waitFor(
+        [&] { return (about = testkit::findTopWindow(child.pid(), L"#32770", L"About TessaloomPDF")) != nullptr; }));
+    PostMessageW(about, WM_COMMAND, IDOK, 0);
     DWORD code = 1;
     ASSERT_TRUE(child.waitExit(kWait, &code));
     EXPECT_EQ(0u, code);
@@ -122,6 +133,11 @@ TEST(Program, WithoutOneShotACommandDoesNotEndIt)
         HWND window = waitMainWindow(child);
         ASSERT_NE(nullptr, window);
         PostMessageW(window, WM_COMMAND, IDM_ABOUT, 0);
+        HWND about = nullptr;
+        ASSERT_TRUE(testkit::waitFor(
+            [&] { return (about = testkit::findTopWindow(child.pid(), L"#32770", L"About TessaloomPDF")) != nullptr; }));
+        PostMessageW(about, WM_COMMAND, IDCANCEL, 0);
+        ASSERT_TRUE(testkit::waitFor([&] { return !IsWindow(about); }));
         ASSERT_TRUE(settle(window));
         EXPECT_TRUE(child.running());
         PostMessageW(window, WM_COMMAND, IDM_EXIT, 0);
@@ -251,6 +267,18 @@ TEST_F(MainWindowInProcess, OnWindowsXpTheAdministratorCheckIsNotMade)
     EXPECT_EQ(nullptr, testkit::findMessageBox(GetCurrentProcessId()));
 }
 
+// The About box is modal: a second thread closes it once it shows.
+void closeAboutBoxSoon()
+{
+    std::thread([] {
+        HWND about = nullptr;
+        if (testkit::waitFor([&] {
+                return (about = testkit::findTopWindow(GetCurrentProcessId(), L"#32770", L"About TessaloomPDF")) != nullptr;
+            }))
+            PostMessageW(about, WM_COMMAND, IDOK, 0);
+    }).detach();
+}
+
 TEST_F(MainWindowInProcess, DispatchHandlesOnlyItsCommands)
 {
     HWND window = create();
@@ -259,6 +287,7 @@ TEST_F(MainWindowInProcess, DispatchHandlesOnlyItsCommands)
     EXPECT_EQ(1, appOnCommand(IDM_ONESHOT_START));
     EXPECT_EQ(1, appOnCommand(MAKEWPARAM(IDM_EXIT, 1)));
     EXPECT_EQ(1, appOnCommand(12353));
+    closeAboutBoxSoon();
     EXPECT_EQ(0, appOnCommand(IDM_ABOUT));
 
     // In one-shot mode a handled command is followed by Exit, an unhandled one is not.
@@ -266,6 +295,7 @@ TEST_F(MainWindowInProcess, DispatchHandlesOnlyItsCommands)
     MSG msg;
     EXPECT_EQ(1, appOnCommand(IDM_ONESHOT_START));
     EXPECT_FALSE(PeekMessageW(&msg, window, WM_COMMAND, WM_COMMAND, PM_NOREMOVE));
+    closeAboutBoxSoon();
     EXPECT_EQ(0, appOnCommand(IDM_ABOUT));
     ASSERT_TRUE(PeekMessageW(&msg, window, WM_COMMAND, WM_COMMAND, PM_REMOVE));
     EXPECT_EQ(static_cast<WPARAM>(IDM_EXIT), msg.wParam);

@@ -300,8 +300,7 @@ TEST(Printers, ListAndCountFromTheSpooler)
 TEST(DataFolder, CreatedRecreatedAndRefusedWhenAFileStandsThere)
 {
     const std::wstring folder = testkit::documentsDir() + L"\\TessaloomPDF";
-    RemoveDirectoryW(folder.c_str());
-    DeleteFileW(folder.c_str());
+    testkit::removeTree(folder);
     wchar_t out[257];
     ASSERT_EQ(1, gs2_GetDataFolder(out));
     EXPECT_EQ(folder, out);

@@ -25,22 +25,35 @@ std::wstring exeDir()
 
 std::wstring binPath(const wchar_t *name) { return exeDir() + L"\\" + name; }
 
+void removeTree(const std::wstring &path)
+{
+    DWORD attributes = GetFileAttributesW(path.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES)
+        return;
+    if (!(attributes & FILE_ATTRIBUTE_DIRECTORY)) {
+        SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+        DeleteFileW(path.c_str());
+        return;
+    }
+    WIN32_FIND_DATAW found;
+    HANDLE find = FindFirstFileW((path + L"\\*").c_str(), &found);
+    if (find != INVALID_HANDLE_VALUE) {
+        do {
+            std::wstring name = found.cFileName;
+            if (name != L"." && name != L"..")
+                removeTree(path + L"\\" + name);
+        } while (FindNextFileW(find, &found));
+        FindClose(find);
+    }
+    RemoveDirectoryW(path.c_str());
+}
+
 std::wstring tempDir(const wchar_t *name)
 {
     wchar_t temp[MAX_PATH];
     GetTempPathW(MAX_PATH, temp);
     std::wstring dir = std::wstring(temp) + L"tlpdf-tests-" + name;
-    std::wstring cmd = L"cmd /c rmdir /s /q \"" + dir + L"\" 2>nul";
-    if (GetFileAttributesW(dir.c_str()) != INVALID_FILE_ATTRIBUTES) {
-        STARTUPINFOW si = {};
-    si.cb = sizeof(si);
-        PROCESS_INFORMATION pi;
-        if (CreateProcessW(nullptr, &cmd[0], nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, nullptr, &si, &pi)) {
-            WaitForSingleObject(pi.hProcess, 30000);
-            CloseHandle(pi.hProcess);
-            CloseHandle(pi.hThread);
-        }
-    }
+    removeTree(dir);
     CreateDirectoryW(dir.c_str(), nullptr);
     return dir;
 }

@@ -13,6 +13,7 @@ bool waitFor(const std::function<bool()> &condition, DWORD timeoutMs = 10000);
 std::wstring exeDir();                                 // folder of this test executable
 std::wstring binPath(const wchar_t *name);             // a file beside this test executable
 std::wstring tempDir(const wchar_t *name);             // a fresh empty folder under %TEMP%
+void removeTree(const std::wstring &path);             // a folder and all it holds, or a file
 std::wstring windowText(HWND window);
 std::wstring className(HWND window);
 
