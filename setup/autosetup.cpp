@@ -8,6 +8,7 @@
 #include "res/resource.h"
 #include "setup/port.h"
 #include "setup/printui.h"
+#include "setup/rspfile.h"
 #include "support/msg.h"
 #include "support/path.h"
 #include "support/prog.h"
@@ -174,6 +175,8 @@ UINT gs2_AutoSetupTessaloomPDF(HWND owner, const wchar_t *driver, int interactiv
         dbg_Unindent();
         goto done;
     }
+    // The port's command names the response file: make sure a fresh machine has one.
+    gs2_WriteDefaultRspFile(nullptr);
     dbg_Unindent();
     dbg_Indent();
 

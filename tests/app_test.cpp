@@ -38,6 +38,9 @@ bool settle(HWND window)
 
 TEST(Program, OpensTheCentredMainWindow)
 {
+    // Starting the program makes the data folder but writes no response file: only a setup does.
+    const std::wstring rsp = testkit::documentsDir() + L"\\TessaloomPDF\\tl2pdf.rsp";
+    DeleteFileW(rsp.c_str());
     Child child(programPath(), L"");
     ASSERT_TRUE(child.started());
     HWND window = waitMainWindow(child);
@@ -66,6 +69,8 @@ TEST(Program, OpensTheCentredMainWindow)
     DWORD code = 1;
     ASSERT_TRUE(child.waitExit(kWait, &code));
     EXPECT_EQ(0u, code);
+    EXPECT_NE(INVALID_FILE_ATTRIBUTES, GetFileAttributesW((testkit::documentsDir() + L"\\TessaloomPDF").c_str()));
+    EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(rsp.c_str()));
 }
 
 TEST(Program, RefusesWindowsXpAndEnds)

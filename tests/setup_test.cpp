@@ -157,6 +157,29 @@ TEST_F(Setup, SucceedsAndRecordsIt)
     EXPECT_EQ(1, gs2_IsPdfPrinterInstalled());
 }
 
+TEST_F(Setup, DefaultResponseFileIsWrittenOnceAndNeverReplaced)
+{
+    const std::wstring folder = testkit::documentsDir() + L"\\TessaloomPDF";
+    const std::wstring rsp = folder + L"\\tl2pdf.rsp";
+    DeleteFileW(rsp.c_str());
+    std::vector<testkit::BoxInfo> boxes;
+    EXPECT_NE(0u, run(&boxes, 0));
+    char expected[600];
+    WideCharToMultiByte(CP_UTF8, 0, (folder + L"\\TessaloomPDF.pdf").c_str(), -1, expected, 600, nullptr, nullptr);
+    std::string pdf = expected;
+    for (char &c : pdf)
+        if (c == '\\')
+            c = '/';
+    EXPECT_EQ("-sDEVICE=pdfwrite\r\n-dSAFER\r\n-dBATCH\r\n-dNOPAUSE\r\n-sOutputFile=\"" + pdf + "\"\r\n",
+              testkit::readFile(rsp));
+    EXPECT_NE(std::wstring::npos, traceText().find(L"\tResponse file written: " + rsp + L"\r\n"));
+
+    testkit::writeFile(rsp, "-sDEVICE=pdfwrite\r\n-sOutputFile=\"C:/own.pdf\"\r\n");  // the Tessaloom program's own
+    EXPECT_NE(0u, run(&boxes, 0));
+    EXPECT_EQ("-sDEVICE=pdfwrite\r\n-sOutputFile=\"C:/own.pdf\"\r\n", testkit::readFile(rsp));
+    EXPECT_NE(std::wstring::npos, traceText().find(L"\tResponse file kept as it is: " + rsp + L"\r\n"));
+}
+
 TEST_F(Setup, MissingComponentsShowAnEmptyErrorAndLeaveTheFlag)
 {
     const struct {
