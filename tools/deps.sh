@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build and the tests need, only those missing.
 set -euo pipefail
-need=(cmake g++-mingw-w64-i686 g++-mingw-w64-x86-64 wine wine64 xvfb googletest imagemagick x11-utils)
+need=(cmake g++-mingw-w64-i686 g++-mingw-w64-x86-64 wine wine64 xvfb googletest imagemagick x11-utils
+      ghostscript poppler-utils)
 missing=()
 for p in "${need[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
