@@ -8,6 +8,7 @@
 #include "support/res.h"
 #include "support/shell.h"
 #include "support/str.h"
+#include "support/ver.h"
 #include "tlpdf_config.h"
 
 namespace {
@@ -60,23 +61,17 @@ int verGetStrings(wchar_t *company, wchar_t *copyright, HMODULE module)
     copyright[0] = L'\0';
     if (company)
         company[0] = L'\0';
-    wchar_t fileName[257] = L"";
-    GetModuleFileNameW(module, fileName, 256);
-    DWORD ignored = 0;
-    DWORD size = GetFileVersionInfoSizeW(fileName, &ignored);
-    if (size == 0)
+    HGLOBAL block = verLoadBlock(module);
+    if (!block)
         return 0;
-    HGLOBAL block = memGAlloc(nullptr, size);
     bool found = false;
     {
         MemLock<BYTE> data(block);
-        if (data && GetFileVersionInfoW(fileName, 0, size, data.get())) {
-            wchar_t translation[9];
-            verGetTranslation(data.get(), translation);
-            found = queryString(data.get(), translation, L"LegalCopyright", copyright);
-            if (company && queryString(data.get(), translation, L"CompanyName", company))
-                found = true;
-        }
+        wchar_t translation[9];
+        verGetTranslation(data.get(), translation);
+        found = queryString(data.get(), translation, L"LegalCopyright", copyright);
+        if (company && queryString(data.get(), translation, L"CompanyName", company))
+            found = true;
     }
     memGFree(block);
     return found ? 1 : 0;

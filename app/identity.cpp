@@ -3,6 +3,7 @@
 #include "support/appstate.h"
 #include "support/mem.h"
 #include "support/str.h"
+#include "support/ver.h"
 
 static const DWORD kIdentityFlags = 0x006400FE;  // stored for other tools; not consulted here
 
@@ -29,20 +30,15 @@ int appReadVersionNumber(HINSTANCE instance, WORD *versionNumber, WORD *versionB
 {
     *versionNumber = 0;
     *versionBuild = 0;
-    wchar_t fileName[257] = L"";
-    GetModuleFileNameW(instance, fileName, 256);
-    DWORD ignored = 0;
-    DWORD size = GetFileVersionInfoSizeW(fileName, &ignored);
-    if (size == 0)
+    HGLOBAL block = verLoadBlock(instance);
+    if (!block)
         return 0;
-    HGLOBAL block = memGAlloc(nullptr, size);
     int result = 0;
     {
         MemLock<BYTE> data(block);
         VS_FIXEDFILEINFO *fixed = nullptr;
         UINT length = 0;
-        if (data && GetFileVersionInfoW(fileName, 0, size, data.get()) &&
-            VerQueryValueW(data.get(), L"\\", reinterpret_cast<void **>(&fixed), &length) && fixed) {
+        if (VerQueryValueW(data.get(), L"\\", reinterpret_cast<void **>(&fixed), &length) && fixed) {
             *versionNumber = appVersionNumberFrom(HIWORD(fixed->dwProductVersionMS),
                                                   LOWORD(fixed->dwProductVersionMS),
                                                   HIWORD(fixed->dwProductVersionLS));
