@@ -1,5 +1,6 @@
 // Debug trace: "~tlpdf_dbg.txt" in the data folder, UTF-16LE, one entry per open and close.
 #include "diag/trace.h"
+#include <cstdarg>
 #include <cstdlib>
 #include <cwchar>
 #include "detect/locations.h"
@@ -61,6 +62,19 @@ void dbg_WriteTrace(const wchar_t *text, int addNewLine, int indent)
     }
     txfAppend(path, indented ? indented : text, addNewLine, 1);
     free(indented);
+}
+
+void dbg_TraceLine(const wchar_t *format, ...)
+{
+    if (!g_debugMode)
+        return;
+    wchar_t line[1024];
+    va_list args;
+    va_start(args, format);
+    _vsnwprintf(line, 1024, format, args);
+    va_end(args);
+    line[1023] = L'\0';
+    dbg_WriteTrace(line, 1, 1);
 }
 
 void dbg_WriteTraceString(UINT id, int, int indent)

@@ -32,16 +32,6 @@ const wchar_t kSecondPortName[] = L"TLPDF:";
 
 wchar_t g_currentDriver[kNameChars + 1];
 
-void trace(const wchar_t *format, const wchar_t *text = L"")
-{
-    if (!dbg_IsDebugMode())
-        return;
-    wchar_t line[600];
-    _snwprintf(line, 600, format, text);
-    line[599] = L'\0';
-    dbg_WriteTrace(line, 1, 1);
-}
-
 }  // namespace
 
 // The first Printer=... line wins; the key is compared without regard to case and
@@ -138,7 +128,7 @@ UINT gs2_AutoSetupTessaloomPDF(HWND owner, const wchar_t *driver, int interactiv
             message[kNameChars * 2] = L"";
     if (dbg_IsDebugMode())
         dbg_WriteBlankLine();
-    trace(L"[gs2_AutoSetupTessaloomPDF] starts");
+    dbg_TraceLine(L"[gs2_AutoSetupTessaloomPDF] starts");
     int ghostscriptFound = gs2_GetGhostscriptConsolePath(ghostscript);
     int redMonFound = gs2_IsRedMonInstalled();
     dbg_Indent();
@@ -162,7 +152,7 @@ UINT gs2_AutoSetupTessaloomPDF(HWND owner, const wchar_t *driver, int interactiv
             resFormatString(message, kNameChars * 2, IDS_DRIVER_NAME_REFUSED, candidate);
             if (interactive)
                 msgErrorBox(owner, message);
-            trace(L"[gs2_AutoSetupTessaloomPDF] %s", message);
+            dbg_TraceLine(L"[gs2_AutoSetupTessaloomPDF] %s", message);
             dbg_Unindent();
             goto done;
         }
@@ -205,13 +195,13 @@ UINT gs2_AutoSetupTessaloomPDF(HWND owner, const wchar_t *driver, int interactiv
     if (interactive && !result) {
         resFormatString(message, kNameChars * 2, IDS_PRINTER_FAILED, L"TessaloomPDF");
         msgErrorBox(owner, message);
-        trace(L"[gs2_AutoSetupTessaloomPDF] %s", message);
+        dbg_TraceLine(L"[gs2_AutoSetupTessaloomPDF] %s", message);
     }
     if (sysIsVistaOrLater())
         setPutDword(kSettingSetupDone, result ? 1 : 0);
-    trace(result ? L"[gs2_AutoSetupTessaloomPDF] Succeeded" : L"[gs2_AutoSetupTessaloomPDF] Failed");
+    dbg_TraceLine(result ? L"[gs2_AutoSetupTessaloomPDF] Succeeded" : L"[gs2_AutoSetupTessaloomPDF] Failed");
 
 done:
-    trace(L"[gs2_AutoSetupTessaloomPDF] ends");
+    dbg_TraceLine(L"[gs2_AutoSetupTessaloomPDF] ends");
     return result;
 }

@@ -27,19 +27,6 @@ const PortValue kPortValues[] = {
     {L"Delay", NUMBER},     {L"LogFileUse", NUMBER}, {L"LogFileDebug", NUMBER}, {L"PrintError", NUMBER},
 };
 
-void trace(const wchar_t *format, const wchar_t *text = L"", long number = 0)
-{
-    if (!dbg_IsDebugMode())
-        return;
-    wchar_t line[512];
-    if (wcsstr(format, L"%d"))
-        _snwprintf(line, 512, format, number);
-    else
-        _snwprintf(line, 512, format, text);
-    line[511] = L'\0';
-    dbg_WriteTrace(line, 1, 1);
-}
-
 LONG createKey(HKEY parent, const wchar_t *path, REGSAM access, HKEY *key)
 {
     return RegCreateKeyExW(parent, path, 0, const_cast<wchar_t *>(L""), REG_OPTION_NON_VOLATILE, access, nullptr, key,
@@ -97,12 +84,12 @@ LONG f_CreatePort(HKEY portsKey, const wchar_t *port, const wchar_t *command, DW
 {
     if (dbg_IsDebugMode())
         dbg_WriteBlankLine();
-    trace(L"[f_CreatePort for Port: %s] starts", port);
+    dbg_TraceLine(L"[f_CreatePort for Port: %s] starts", port);
     ScopedHKey key;
     LONG status = createKey(portsKey, port, KEY_ALL_ACCESS, key.out());
     gs2_TraceRegResult(port, status);
     if (status != ERROR_SUCCESS || !key) {
-        trace(L"[f_CreatePort] failed");
+        dbg_TraceLine(L"[f_CreatePort] failed");
     } else {
         wchar_t arguments[kArgumentChars];
         gs2_BuildPortArguments(outputMode, arguments);
@@ -116,7 +103,7 @@ LONG f_CreatePort(HKEY portsKey, const wchar_t *port, const wchar_t *command, DW
             gs2_TraceRegResult(value.name, status);  // a failure does not stop the others
         }
     }
-    trace(L"[f_CreatePort] ends. return code lretn = %d", L"", status);
+    dbg_TraceLine(L"[f_CreatePort] ends. return code lretn = %d", static_cast<int>(status));
     return status;
 }
 
@@ -149,16 +136,16 @@ int gs2_AddRedirectedPortUsingRegistry(HWND, const wchar_t *port, const wchar_t 
 {
     if (dbg_IsDebugMode())
         dbg_WriteBlankLine();
-    trace(L"[gs2_AddRedirectedPortUsingRegistry] starts");
+    dbg_TraceLine(L"[gs2_AddRedirectedPortUsingRegistry] starts");
     if (gs2_RedirectedPortExists(port)) {
         gs2_DeleteRedirectedPort(port);
-        trace(L"Existing redirected port (%s) removed.", port);
+        dbg_TraceLine(L"Existing redirected port (%s) removed.", port);
     }
     int result = 0;
     ScopedHKey ports;
     LONG status = createKey(HKEY_LOCAL_MACHINE, kPortsKey, KEY_ALL_ACCESS, ports.out());
     if (status == ERROR_SUCCESS) {
-        trace(L"[Create Key (OK)] %s", kPortsKey);
+        dbg_TraceLine(L"[Create Key (OK)] %s", kPortsKey);
         dbg_Indent();
         status = f_CreatePort(ports.get(), port, ghostscriptPath, 0);
         dbg_Unindent();
@@ -171,6 +158,6 @@ int gs2_AddRedirectedPortUsingRegistry(HWND, const wchar_t *port, const wchar_t 
         errFormatSystemMessage(static_cast<DWORD>(status), line + used, static_cast<int>(255 - used));
         dbg_WriteTrace(line, 1, 1);
     }
-    trace(L"[gs2_AddRedirectedPortUsingRegistry] ends. Return code = %d\r\n", L"", status);
+    dbg_TraceLine(L"[gs2_AddRedirectedPortUsingRegistry] ends. Return code = %d\r\n", static_cast<int>(status));
     return result;
 }

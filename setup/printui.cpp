@@ -26,12 +26,6 @@ const wchar_t kInstallFormat32[] = L"rundll32 printui.dll,PrintUIEntry /if /m \"
                                    L"%%windir%%\\inf\\ntprint.inf  /b \"%s\" /r \"%s\"\r\n";
 const wchar_t kDeleteFormat[] = L"rundll32 printui.dll,PrintUIEntry /dl /n \"%s\"";
 
-void trace(const wchar_t *text, int addNewLine = 1)
-{
-    if (dbg_IsDebugMode())
-        dbg_WriteTrace(text, addNewLine, 1);
-}
-
 // The command interpreter reads the batch file in the ANSI code page; names that do
 // not convert are written as the code page's substitutes.
 int writeBatch(const wchar_t *path, const wchar_t *command)
@@ -111,11 +105,9 @@ int gs2_AddPrinter_Thru_Dll(HWND owner, const wchar_t *driver, const wchar_t *po
     wchar_t line[1024];
     if (tracing) {
         dbg_WriteBlankLine();
-        trace(L"[gs2_AddPrinter_Thru_Dll] starts");
+        dbg_TraceLine(L"[gs2_AddPrinter_Thru_Dll] starts");
         dbg_Indent();
-        _snwprintf(line, 1024, L"Driver Name = %s, Port Name= %s, Display Name = %s", driver, port, display);
-        line[1023] = L'\0';
-        trace(line);
+        dbg_TraceLine(L"Driver Name = %s, Port Name= %s, Display Name = %s", driver, port, display);
     }
     HCURSOR previousCursor = SetCursor(LoadCursorW(nullptr, IDC_WAIT));
 
@@ -136,9 +128,10 @@ int gs2_AddPrinter_Thru_Dll(HWND owner, const wchar_t *driver, const wchar_t *po
             if (runBatch(owner, batch, kInstallerWaitMs))
                 result = gs2_IsPrinterInstalled(display);
             if (tracing) {
+                // The command ends in CR LF already.
                 _snwprintf(line, 1024, result ? L"Succeeded = %s" : L"Failed = %s", command);
                 line[1023] = L'\0';
-                trace(line, 0);
+                dbg_WriteTrace(line, 0, 1);
             }
             pathDeleteFile(batch);
         }
@@ -154,15 +147,13 @@ int gs2_AddPrinter_Thru_Dll(HWND owner, const wchar_t *driver, const wchar_t *po
         _snwprintf(line, 1024, L"Enabling PDF support failed because the system is missing %s.", missing);
         line[1023] = L'\0';
         msgMessageBox(owner, line, MB_ICONERROR);
-        trace(line);
+        dbg_TraceLine(L"%s", line);
     }
 
     SetCursor(previousCursor);
     if (tracing) {
         dbg_Unindent();
-        _snwprintf(line, 1024, L"[gs2_AddPrinter_Thru_Dll] ends. Returns = %d", result);
-        line[1023] = L'\0';
-        trace(line);
+        dbg_TraceLine(L"[gs2_AddPrinter_Thru_Dll] ends. Returns = %d", result);
     }
     return result;
 }

@@ -23,16 +23,6 @@ namespace {
 
 const int kRspBytes = 2048;
 
-void trace(const wchar_t *format, const wchar_t *text)
-{
-    if (!dbg_IsDebugMode())
-        return;
-    wchar_t line[600];
-    _snwprintf(line, 600, format, text);
-    line[599] = L'\0';
-    dbg_WriteTrace(line, 1, 1);
-}
-
 }  // namespace
 
 // Ghostscript reads the file's bytes as UTF-8 (as it converts its own command line), so
@@ -60,13 +50,13 @@ RspResult gs2_WriteDefaultRspFile(wchar_t *rspPath)
     if (rspPath)
         rspPath[0] = L'\0';
     if (!gs2_GetRspFilePath(path) || !gs2_GetDataFolder(folder)) {
-        trace(L"Response file not written: %s", L"its folder is not available");
+        dbg_TraceLine(L"Response file not written: %s", L"its folder is not available");
         return RSP_FAILED;
     }
     if (rspPath)
         strCopyN(rspPath, path, PATH_CHARS);
     if (GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES) {
-        trace(L"Response file kept as it is: %s", path);
+        dbg_TraceLine(L"Response file kept as it is: %s", path);
         return RSP_PRESENT;
     }
     pathJoin(pdf, folder, kDefaultPdfName);
@@ -77,10 +67,10 @@ RspResult gs2_WriteDefaultRspFile(wchar_t *rspPath)
     DWORD written = 0;
     if (!file || length <= 0 || !WriteFile(file.get(), bytes, static_cast<DWORD>(length), &written, nullptr) ||
         written != static_cast<DWORD>(length)) {
-        trace(L"Response file could not be written: %s", path);
+        dbg_TraceLine(L"Response file could not be written: %s", path);
         return RSP_FAILED;
     }
-    trace(L"Response file written: %s", path);
-    trace(L"\tPDF output: %s", pdf);
+    dbg_TraceLine(L"Response file written: %s", path);
+    dbg_TraceLine(L"\tPDF output: %s", pdf);
     return RSP_WRITTEN;
 }
