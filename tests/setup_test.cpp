@@ -363,10 +363,14 @@ TEST_F(Setup, RealProgramCompletesAndExitsWithoutRunningAPlantedInstaller)
     ASSERT_TRUE(testkit::waitFor([&] { return (main = testkit::findTopWindow(child.pid(), L"tlpdf_class")) != nullptr; }));
     HWND dialog = nullptr;
     ASSERT_TRUE(testkit::waitFor([&] { return (dialog = FindWindowExW(main, nullptr, L"#32770", nullptr)) != nullptr; }));
-    ASSERT_TRUE(testkit::waitFor([&] { return IsWindowEnabled(GetDlgItem(dialog, IDC_SETUP)) != FALSE; }));
+    // Ready: the dialog has set its status line and the program serves its message loop.
+    ASSERT_TRUE(testkit::waitFor([&] { return !testkit::windowText(GetDlgItem(dialog, IDC_STATUS)).empty(); }));
+    DWORD_PTR ignored;
+    ASSERT_TRUE(SendMessageTimeoutW(main, WM_NULL, 0, 0, SMTO_NORMAL, 10000, &ignored));
     // What a click sends; a cross-process BM_CLICK depends on mouse capture and focus.
     SendMessageW(GetDlgItem(dialog, IDC_DEBUG), BM_SETCHECK, BST_CHECKED, 0);
     SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDC_DEBUG, BN_CLICKED), reinterpret_cast<LPARAM>(GetDlgItem(dialog, IDC_DEBUG)));
+    ASSERT_TRUE(IsWindowVisible(GetDlgItem(dialog, IDC_REPORT)));  // debug mode is on
     PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDC_SETUP, BN_CLICKED), reinterpret_cast<LPARAM>(GetDlgItem(dialog, IDC_SETUP)));
     HWND box = nullptr;
     ASSERT_TRUE(testkit::waitFor([&] { return (box = testkit::findMessageBox(child.pid())) != nullptr; }, 60000));
