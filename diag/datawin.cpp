@@ -171,8 +171,11 @@ HWND dw_OpenDataWindow(HWND owner, HFONT font)
         return nullptr;
     RECT client;
     GetClientRect(window, &client);
-    HWND edit = CreateWindowExW(0, L"edit", L"", kEditStyle, 0, 0, client.right, client.bottom, window,
-                                reinterpret_cast<HMENU>(static_cast<INT_PTR>(DW_EDIT_ID)), instance(), nullptr);
+    // Built hidden and shown once set up: a visible edit with both scroll bars redraws them at
+    // creation and again at the font change, which cost about 45 ms of start-up under Wine.
+    HWND edit = CreateWindowExW(0, L"edit", L"", kEditStyle & ~WS_VISIBLE, 0, 0, client.right, client.bottom,
+                                window, reinterpret_cast<HMENU>(static_cast<INT_PTR>(DW_EDIT_ID)), instance(),
+                                nullptr);
     if (!edit) {
         DestroyWindow(window);
         return nullptr;
@@ -181,6 +184,7 @@ HWND dw_OpenDataWindow(HWND owner, HFONT font)
     SendMessageW(edit, EM_SETREADONLY, TRUE, 0);
     // Lift the 32,767-character default cap, which would cut a long session's text off.
     SendMessageW(edit, EM_SETLIMITTEXT, 0, 0);
+    ShowWindow(edit, SW_SHOWNA);
     g_dataWindow = window;
     if (saved)
         setRestoreWindowRect(kSettingDataWinRect, window, kMinWidth, kMinHeight, 0);
