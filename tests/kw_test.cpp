@@ -65,8 +65,9 @@ TEST(Keywords, ValuesFlagsCountsAndErrors)
         EXPECT_EQ(row.error, p.error);
         EXPECT_EQ(row.sourceFound, p.found[0]);
         EXPECT_EQ(row.sourceValue != nullptr, p.hasValue[0]);
-        if (row.sourceValue)
+        if (row.sourceValue) {
             EXPECT_EQ(row.sourceValue, p.value[0]);
+        }
         EXPECT_EQ(row.rest, p.rest);
     }
 }
