@@ -151,7 +151,8 @@ void appendTiming(const LARGE_INTEGER &start)
     if (file == INVALID_HANDLE_VALUE)
         return;
     char line[64];
-    int n = snprintf(line, sizeof(line), "%lld\t%lld\r\n", microseconds(start, frequency), microseconds(end, frequency));
+    int n = snprintf(line, sizeof(line), "%lld\t%lld\r\n", microseconds(start, frequency),
+                     microseconds(end, frequency));
     DWORD written = 0;
     WriteFile(file, line, static_cast<DWORD>(n), &written, nullptr);
     CloseHandle(file);
