@@ -15,8 +15,6 @@
 
 namespace {
 
-const wchar_t kGsKey[] = L"Software\\GPL Ghostscript";
-
 std::wstring loaded(UINT id)
 {
     wchar_t text[256];
@@ -24,28 +22,8 @@ std::wstring loaded(UINT id)
     return text;
 }
 
-std::wstring redmonPath() { return testkit::systemDir() + L"\\redmonnt.dll"; }
-
-void installGhostscript(bool on)
-{
-    testkit::deleteRegTree(HKEY_LOCAL_MACHINE, kGsKey);
-    if (!on)
-        return;
-    HKEY key;
-    RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript\\9.05", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                    &key, nullptr);
-    const wchar_t dll[] = L"C:\\gs\\gs9.05\\bin\\gsdll32.dll";
-    RegSetValueExW(key, L"GS_DLL", 0, REG_SZ, reinterpret_cast<const BYTE *>(dll), sizeof(dll));
-    RegCloseKey(key);
-}
-
-void installRedMon(bool on)
-{
-    if (on)
-        testkit::writeFile(redmonPath(), "MZ");
-    else
-        DeleteFileW(redmonPath().c_str());
-}
+using testkit::installGhostscript;
+using testkit::installRedMon;
 
 class MainDialog : public testing::Test {
 protected:

@@ -20,7 +20,6 @@ const wchar_t kSettingsKey[] = L"Software\\Brindlecourt\\TessaloomPDF\\tlpdf";
 const wchar_t kMonitorKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected Port";
 const wchar_t kInstallTail[] = L" /f C:\\windows\\inf\\ntprint.inf  /b \"TessaloomPDF\" /r \"TessaloomPDF:\"";
 
-std::wstring redmonPath() { return testkit::systemDir() + L"\\redmonnt.dll"; }
 std::wstring customisationPath() { return testkit::binPath(L"~tlpdf_cust.txt"); }
 std::wstring batchPath()
 {
@@ -98,20 +97,9 @@ protected:
     }
     static void installComponents(bool ghostscript, bool redmon)
     {
-        testkit::deleteRegTree(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript");
+        testkit::installGhostscript(ghostscript);
+        testkit::installRedMon(redmon);
         gs2_ResetForTest();
-        if (ghostscript) {
-            HKEY key;
-            RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript\\9.05", 0, nullptr, 0, KEY_ALL_ACCESS,
-                            nullptr, &key, nullptr);
-            const wchar_t dll[] = L"C:\\gs\\gs9.05\\bin\\gsdll32.dll";
-            RegSetValueExW(key, L"GS_DLL", 0, REG_SZ, reinterpret_cast<const BYTE *>(dll), sizeof(dll));
-            RegCloseKey(key);
-        }
-        if (redmon)
-            testkit::writeFile(redmonPath(), "MZ");
-        else
-            DeleteFileW(redmonPath().c_str());
     }
     // Runs the setup interactively in this process, collecting the boxes it shows.
     static UINT run(std::vector<testkit::BoxInfo> *boxes, int expectedBoxes, const wchar_t *driver = L"")

@@ -1,4 +1,4 @@
-// Test printers and small file helpers.
+// Test printers, the outside components, and small file helpers.
 #include <windows.h>
 #include <shlobj.h>
 #include <winspool.h>
@@ -81,6 +81,29 @@ std::wstring systemDir()
     wchar_t dir[MAX_PATH];
     GetSystemDirectoryW(dir, MAX_PATH);
     return dir;
+}
+
+void installGhostscript(bool installed)
+{
+    deleteRegTree(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript");
+    if (!installed)
+        return;
+    HKEY key;
+    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript\\9.05", 0, nullptr, 0, KEY_ALL_ACCESS,
+                        nullptr, &key, nullptr) != 0)
+        return;
+    const wchar_t dll[] = L"C:\\gs\\gs9.05\\bin\\gsdll32.dll";
+    RegSetValueExW(key, L"GS_DLL", 0, REG_SZ, reinterpret_cast<const BYTE *>(dll), sizeof(dll));
+    RegCloseKey(key);
+}
+
+void installRedMon(bool installed)
+{
+    const std::wstring path = systemDir() + L"\\redmonnt.dll";
+    if (installed)
+        writeFile(path, "MZ");
+    else
+        DeleteFileW(path.c_str());
 }
 
 std::wstring documentsDir()

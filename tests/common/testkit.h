@@ -86,4 +86,9 @@ std::string readFile(const std::wstring &path);
 std::wstring systemDir();
 std::wstring documentsDir();
 
+// The outside components as the program looks for them: Ghostscript 9.05's registry key
+// (GS_DLL C:\gs\gs9.05\bin\gsdll32.dll) and RedMon's library in the system folder.
+void installGhostscript(bool installed);
+void installRedMon(bool installed);
+
 }  // namespace testkit

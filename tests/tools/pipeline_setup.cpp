@@ -61,15 +61,8 @@ int wmain(int argc, wchar_t **argv)
         previousDocuments = setDocuments(argv[2]);
     appSetInstance(GetModuleHandleW(nullptr));
     appSetIdentity(GetModuleHandleW(nullptr));
-    testkit::deleteRegTree(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript");
-    HKEY key;
-    RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript\\9.05", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                    &key, nullptr);
-    const wchar_t dll[] = L"C:\\Program Files\\gs\\gs9.05\\bin\\gsdll32.dll";
-    RegSetValueExW(key, L"GS_DLL", 0, REG_SZ, reinterpret_cast<const BYTE *>(dll), sizeof(dll));
-    RegCloseKey(key);
-    const std::wstring redmon = testkit::systemDir() + L"\\redmonnt.dll";
-    testkit::writeFile(redmon, "MZ");
+    testkit::installGhostscript(true);
+    testkit::installRedMon(true);
     testkit::deleteAllPrinters();
     testkit::installStandIn();
 
@@ -86,8 +79,8 @@ int wmain(int argc, wchar_t **argv)
 
     testkit::removeStandIn();
     testkit::deleteAllPrinters();
-    DeleteFileW(redmon.c_str());
-    testkit::deleteRegTree(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript");
+    testkit::installRedMon(false);
+    testkit::installGhostscript(false);
     if (argc >= 3)
         setDocuments(previousDocuments, true);
     return result ? 0 : 1;
