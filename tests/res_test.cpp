@@ -243,7 +243,7 @@ bool loadDialog(LPCWSTR name, Dialog *dialog) {
     return r.ok();
 }
 
-struct DialogSpec {
+struct DialogExpectation {
     const wchar_t *label;
     LPCWSTR name;
     short cx, cy;
@@ -253,7 +253,7 @@ struct DialogSpec {
     std::vector<Control> controls;
 };
 
-std::vector<DialogSpec> dialogSpecs() {
+std::vector<DialogExpectation> dialogExpectations() {
     const DWORD group = 0x50000007, label = 0x50020000, push = 0x50010000;
     return {
         {L"MAIN_DLG", L"main_dlg", 284, 230, L"",
@@ -292,7 +292,7 @@ std::vector<DialogSpec> dialogSpecs() {
 
 TEST(ResDialogs, TemplatesHoldTheTabulatedControls) {
     // Names are looked up in lower case, as the program does; resource names match regardless.
-    for (const auto &expected : dialogSpecs()) {
+    for (const auto &expected : dialogExpectations()) {
         SCOPED_TRACE(testing::Message() << "dialog " << testing::PrintToString(std::wstring(expected.label)));
         Dialog d;
         ASSERT_TRUE(loadDialog(expected.name, &d));
