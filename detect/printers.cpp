@@ -12,8 +12,6 @@ namespace {
 
 const int kNameLimit = 64;
 
-wchar_t foldAZ(wchar_t c) { return (c >= L'a' && c <= L'z') ? static_cast<wchar_t>(c - L'a' + L'A') : c; }
-
 }  // namespace
 
 // The first word of the name decides, so "TessaloomPDF on port" counts, "TessaloomPDF2" does not.
@@ -28,12 +26,7 @@ int gs2_IsDriverPrinterName(const wchar_t *name, int)
         n++;
     }
     word[n] = L'\0';
-    const wchar_t *expected = kPdfPrinterName;
-    int i = 0;
-    for (; word[i] && expected[i]; i++)
-        if (foldAZ(word[i]) != foldAZ(expected[i]))
-            return 0;
-    return word[i] == expected[i] ? 1 : 0;
+    return strEqualsFoldAZ(word, kPdfPrinterName);
 }
 
 HGLOBAL gs2_EnumPrinterNames(wchar_t separator)

@@ -2,18 +2,9 @@
 #include "support/kw.h"
 #include <cwchar>
 #include "support/mem.h"
+#include "support/str.h"
 
 namespace {
-
-wchar_t foldAZ(wchar_t c) { return (c >= L'a' && c <= L'z') ? static_cast<wchar_t>(c - L'a' + L'A') : c; }
-
-bool equalsIgnoringAZ(const wchar_t *a, const wchar_t *b)
-{
-    for (; *a && *b; a++, b++)
-        if (foldAZ(*a) != foldAZ(*b))
-            return false;
-    return *a == *b;
-}
 
 wchar_t *skipBlanks(wchar_t *p)
 {
@@ -55,7 +46,7 @@ wchar_t *kwParseKeywords(wchar_t *text, KeywordEntry *table, int entries, int *c
 
         KeywordEntry *entry = nullptr;
         for (int i = 0; i < entries && !entry; i++)
-            if (equalsIgnoringAZ(name, table[i].keyword))
+            if (strEqualsFoldAZ(name, table[i].keyword))
                 entry = &table[i];
         if (entry) {
             entry->found = 1;

@@ -226,3 +226,12 @@ int strListHas(const wchar_t *list, const wchar_t *word)
     free(copy);
     return has;
 }
+
+int strEqualsFoldAZ(const wchar_t *a, const wchar_t *b)
+{
+    auto fold = [](wchar_t c) { return (c >= L'a' && c <= L'z') ? static_cast<wchar_t>(c - L'a' + L'A') : c; };
+    for (; *a && *b; a++, b++)
+        if (fold(*a) != fold(*b))
+            return 0;
+    return *a == *b ? 1 : 0;
+}

@@ -25,3 +25,5 @@ HGLOBAL strTokenize(wchar_t *text, const wchar_t *delimiters, int *count);
 wchar_t **strTokenizeHeap(wchar_t *text, const wchar_t *delimiters, int *count);
 int strSplitKeyValue(wchar_t *line, wchar_t separator, KeyValue *pair, int *blankValue);
 int strListHas(const wchar_t *list, const wchar_t *word);
+// Equal when the texts differ at most in the case of the letters A to Z (no locale involved).
+int strEqualsFoldAZ(const wchar_t *a, const wchar_t *b);
