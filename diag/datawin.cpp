@@ -31,12 +31,6 @@ bool g_classRegistered;
 int g_topMost;
 RECT g_dataWindowRect;
 
-HINSTANCE instance()
-{
-    HINSTANCE module = appGetInstance();
-    return module ? module : GetModuleHandleW(nullptr);
-}
-
 HWND textArea(HWND window) { return GetDlgItem(window, DW_EDIT_ID); }
 
 // The whole text as a text block; the caller frees it.
@@ -125,7 +119,7 @@ bool registerClass()
     wc.style = kClassStyle;
     wc.lpfnWndProc = dataWndProc;
     wc.cbWndExtra = kWindowExtraBytes;
-    wc.hInstance = instance();
+    wc.hInstance = appGetInstance();
     wc.hCursor = LoadCursorW(nullptr, IDC_ARROW);
     wc.hbrBackground = static_cast<HBRUSH>(GetStockObject(WHITE_BRUSH));
     wc.lpszMenuName = kMenuName;
@@ -166,7 +160,7 @@ HWND dw_OpenDataWindow(HWND owner, HFONT font)
         rect.top = rect.bottom - kDefaultHeight;
     }
     HWND window = CreateWindowExW(kWindowExStyle, kDataWindowClass, kDataWindowTitle, kWindowStyle, rect.left,
-                                  rect.top, rectWidth(&rect), rectHeight(&rect), owner, nullptr, instance(), nullptr);
+                                  rect.top, rectWidth(&rect), rectHeight(&rect), owner, nullptr, appGetInstance(), nullptr);
     if (!window)
         return nullptr;
     RECT client;
@@ -174,7 +168,7 @@ HWND dw_OpenDataWindow(HWND owner, HFONT font)
     // Built hidden and shown once set up: a visible edit with both scroll bars redraws them at
     // creation and again at the font change, which cost about 45 ms of start-up under Wine.
     HWND edit = CreateWindowExW(0, L"edit", L"", kEditStyle & ~WS_VISIBLE, 0, 0, client.right, client.bottom,
-                                window, reinterpret_cast<HMENU>(static_cast<INT_PTR>(DW_EDIT_ID)), instance(),
+                                window, reinterpret_cast<HMENU>(static_cast<INT_PTR>(DW_EDIT_ID)), appGetInstance(),
                                 nullptr);
     if (!edit) {
         DestroyWindow(window);
