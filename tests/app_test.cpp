@@ -24,9 +24,7 @@ std::wstring programPath() { return testkit::binPath(L"tlpdf.exe"); }
 
 HWND waitMainWindow(const Child &child)
 {
-    HWND window = nullptr;
-    testkit::waitFor([&] { return (window = testkit::findTopWindow(child.pid(), L"tlpdf_class")) != nullptr; }, kWait);
-    return window;
+    return testkit::waitTopWindow(child.pid(), L"tlpdf_class", nullptr, kWait);
 }
 
 // Returns once the program's thread has served everything posted before.
@@ -121,9 +119,8 @@ TEST(Program, OneShotModeExitsAfterTheFirstHandledCommand)
 
     // The About box runs; once it is closed, the program ends.
     PostMessageW(window, WM_COMMAND, IDM_ABOUT, 0);
-    HWND about = nullptr;
-    ASSERT_TRUE(testkit::waitFor(
-        [&] { return (about = testkit::findTopWindow(child.pid(), L"#32770", L"About TessaloomPDF")) != nullptr; }));
+    HWND about = testkit::waitTopWindow(child.pid(), L"#32770", L"About TessaloomPDF");
+    ASSERT_NE(nullptr, about);
     PostMessageW(about, WM_COMMAND, IDOK, 0);
     DWORD code = 1;
     ASSERT_TRUE(child.waitExit(kWait, &code));
@@ -138,9 +135,8 @@ TEST(Program, WithoutOneShotACommandDoesNotEndIt)
         HWND window = waitMainWindow(child);
         ASSERT_NE(nullptr, window);
         PostMessageW(window, WM_COMMAND, IDM_ABOUT, 0);
-        HWND about = nullptr;
-        ASSERT_TRUE(testkit::waitFor(
-            [&] { return (about = testkit::findTopWindow(child.pid(), L"#32770", L"About TessaloomPDF")) != nullptr; }));
+        HWND about = testkit::waitTopWindow(child.pid(), L"#32770", L"About TessaloomPDF");
+        ASSERT_NE(nullptr, about);
         PostMessageW(about, WM_COMMAND, IDCANCEL, 0);
         ASSERT_TRUE(testkit::waitFor([&] { return !IsWindow(about); }));
         ASSERT_TRUE(settle(window));
@@ -276,10 +272,7 @@ TEST_F(MainWindowInProcess, OnWindowsXpTheAdministratorCheckIsNotMade)
 void closeAboutBoxSoon()
 {
     std::thread([] {
-        HWND about = nullptr;
-        if (testkit::waitFor([&] {
-                return (about = testkit::findTopWindow(GetCurrentProcessId(), L"#32770", L"About TessaloomPDF")) != nullptr;
-            }))
+        if (HWND about = testkit::waitTopWindow(GetCurrentProcessId(), L"#32770", L"About TessaloomPDF"))
             PostMessageW(about, WM_COMMAND, IDOK, 0);
     }).detach();
 }

@@ -217,13 +217,12 @@ TEST(AboutBox, VersionTextAndCopyrightLines)
 TEST(AboutBox, RealProgramShowsItAndEscapeClosesIt)
 {
     testkit::Child child(testkit::binPath(L"tlpdf.exe"), L"");
-    HWND main = nullptr;
-    ASSERT_TRUE(testkit::waitFor([&] { return (main = testkit::findTopWindow(child.pid(), L"tlpdf_class")) != nullptr; }));
+    HWND main = testkit::waitTopWindow(child.pid(), L"tlpdf_class");
+    ASSERT_NE(nullptr, main);
     for (WPARAM closeWith : {WPARAM(IDCANCEL), WPARAM(IDOK)}) {
         PostMessageW(main, WM_COMMAND, IDM_ABOUT, 0);
-        HWND about = nullptr;
-        ASSERT_TRUE(testkit::waitFor(
-            [&] { return (about = testkit::findTopWindow(child.pid(), L"#32770", L"About TessaloomPDF")) != nullptr; }));
+        HWND about = testkit::waitTopWindow(child.pid(), L"#32770", L"About TessaloomPDF");
+        ASSERT_NE(nullptr, about);
         ASSERT_TRUE(testkit::waitFor([&] { return IsWindowVisible(about) != FALSE; }));  // shown after its set-up
         EXPECT_EQ(L"Version 2.10", testkit::windowText(GetDlgItem(about, IDC_VERSION)));
         EXPECT_EQ(L"Copyright (C) 2026 Brindlecourt", testkit::windowText(GetDlgItem(about, IDC_COPYRIGHT)));

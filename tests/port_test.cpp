@@ -45,13 +45,6 @@ std::string sz(const std::wstring &text)
 
 std::string dword(DWORD v) { return std::string(reinterpret_cast<const char *>(&v), 4); }
 
-std::wstring traceText()
-{
-    wchar_t path[260];
-    dbg_GetTraceFilePath(path);
-    std::string bytes = testkit::readFile(path);
-    return bytes.size() < 2 ? L"" : std::wstring(reinterpret_cast<const wchar_t *>(bytes.data() + 2), (bytes.size() - 2) / 2);
-}
 
 class Port : public testing::Test {
 protected:
@@ -109,7 +102,7 @@ TEST_F(Port, TwelveValuesInOrderWithTheirTypesAndSizes)
         writes += L"\t\tRegKey: " + e.name + L" (succeeded)\r\n";
     }
     // The trace shows the order of the writes.
-    std::wstring trace = traceText();
+    std::wstring trace = testkit::traceText();
     EXPECT_NE(std::wstring::npos, trace.find(L"\r\n[gs2_AddRedirectedPortUsingRegistry] starts\r\n[Create Key (OK)] "
                                              L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected Port\\Ports\r\n"
                                              L"\r\n\t[f_CreatePort for Port: TessaloomPDF:] starts\r\n"
@@ -134,7 +127,7 @@ TEST_F(Port, SecondRegistrationReplacesTheKey)
     auto command = std::find_if(values.begin(), values.end(), [](const Value &v) { return v.name == L"Command"; });
     ASSERT_NE(values.end(), command);
     EXPECT_EQ(sz(L"C:\\new\\gswin32c.exe"), command->data);
-    EXPECT_NE(std::wstring::npos, traceText().find(L"\r\nExisting redirected port (TessaloomPDF:) removed.\r\n"));
+    EXPECT_NE(std::wstring::npos, testkit::traceText().find(L"\r\nExisting redirected port (TessaloomPDF:) removed.\r\n"));
 }
 
 TEST_F(Port, ProbeAndDeleteNeverCreateThePortKey)
@@ -153,15 +146,15 @@ TEST_F(Port, UnreachablePortsKeyFailsButAnUnwritablePortKeyDoesNot)
 {
     makeVolatile(kMonitorKey);  // the Ports key cannot be created below it
     EXPECT_EQ(0, gs2_AddRedirectedPortUsingRegistry(nullptr, L"TessaloomPDF:", L"C:\\gs\\gswin32c.exe"));
-    std::wstring trace = traceText();
+    std::wstring trace = testkit::traceText();
     EXPECT_NE(std::wstring::npos, trace.find(L"[gs2_AddRedirectedPortUsingRegistry] SYSTEM\\CurrentControlSet\\Control\\"
                                              L"Print\\Monitors\\Redirected Port\\Ports Create Port key error\r\n\t"));
     EXPECT_NE(std::wstring::npos, trace.find(L"[gs2_AddRedirectedPortUsingRegistry] ends. Return code = 1021\r\n"));
 
     makeVolatile(L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected Port\\Ports");
     EXPECT_EQ(1, gs2_AddRedirectedPortUsingRegistry(nullptr, L"TessaloomPDF:", L"C:\\gs\\gswin32c.exe"));
-    EXPECT_NE(std::wstring::npos, traceText().find(L"\t\tRegKey: TessaloomPDF: (error) "));
-    EXPECT_NE(std::wstring::npos, traceText().find(L"[f_CreatePort] failed\r\n"));
+    EXPECT_NE(std::wstring::npos, testkit::traceText().find(L"\t\tRegKey: TessaloomPDF: (error) "));
+    EXPECT_NE(std::wstring::npos, testkit::traceText().find(L"[f_CreatePort] failed\r\n"));
 }
 
 TEST_F(Port, ArgumentsForTheFileOutputMode)

@@ -47,13 +47,6 @@ long setupFlag()
     return rc == 0 && type == REG_DWORD ? static_cast<long>(value) : -1;
 }
 
-std::wstring traceText()
-{
-    wchar_t path[260];
-    dbg_GetTraceFilePath(path);
-    std::string bytes = testkit::readFile(path);
-    return bytes.size() < 2 ? L"" : std::wstring(reinterpret_cast<const wchar_t *>(bytes.data() + 2), (bytes.size() - 2) / 2);
-}
 
 std::wstring printerPort(const wchar_t *name)
 {
@@ -133,7 +126,7 @@ TEST_F(Setup, SucceedsAndRecordsIt)
     ASSERT_EQ(1u, lines.size());
     // cmd may pass the program name on as it likes; compare from the entry point on.
     EXPECT_EQ(expected[0].substr(expected[0].find(L"printui")), lines[0].substr(lines[0].find(L"printui")));
-    std::wstring trace = traceText();
+    std::wstring trace = testkit::traceText();
     EXPECT_NE(std::wstring::npos, trace.find(L"\r\n[gs2_AutoSetupTessaloomPDF] starts\r\n"));
     EXPECT_NE(std::wstring::npos, trace.find(L"\t[gs2_AddPrinter_Thru_Dll] starts\r\n\t\tDriver Name = HP Color "
                                              L"LaserJet 2800 Series PS, Port Name= TessaloomPDF:, Display Name = "
@@ -160,12 +153,12 @@ TEST_F(Setup, DefaultResponseFileIsWrittenOnceAndNeverReplaced)
             c = '/';
     EXPECT_EQ("-sDEVICE=pdfwrite\r\n-dSAFER\r\n-dBATCH\r\n-dNOPAUSE\r\n-sOutputFile=\"" + pdf + "\"\r\n",
               testkit::readFile(rsp));
-    EXPECT_NE(std::wstring::npos, traceText().find(L"\tResponse file written: " + rsp + L"\r\n"));
+    EXPECT_NE(std::wstring::npos, testkit::traceText().find(L"\tResponse file written: " + rsp + L"\r\n"));
 
     testkit::writeFile(rsp, "-sDEVICE=pdfwrite\r\n-sOutputFile=\"C:/own.pdf\"\r\n");  // the Tessaloom program's own
     EXPECT_NE(0u, run(&boxes, 0));
     EXPECT_EQ("-sDEVICE=pdfwrite\r\n-sOutputFile=\"C:/own.pdf\"\r\n", testkit::readFile(rsp));
-    EXPECT_NE(std::wstring::npos, traceText().find(L"\tResponse file kept as it is: " + rsp + L"\r\n"));
+    EXPECT_NE(std::wstring::npos, testkit::traceText().find(L"\tResponse file kept as it is: " + rsp + L"\r\n"));
 }
 
 TEST_F(Setup, MissingComponentsShowAnEmptyErrorAndLeaveTheFlag)
@@ -184,7 +177,7 @@ TEST_F(Setup, MissingComponentsShowAnEmptyErrorAndLeaveTheFlag)
         EXPECT_EQ(L"", boxes[0].text);
         EXPECT_EQ(-1, setupFlag());
         // Only the two lines, the second one level deeper: that imbalance is kept.
-        std::wstring trace = traceText();
+        std::wstring trace = testkit::traceText();
         EXPECT_EQ(trace.size() - trace.find(L"\r\n[gs2_AutoSetupTessaloomPDF] starts"),
                   std::wstring(L"\r\n[gs2_AutoSetupTessaloomPDF] starts\r\n\t[gs2_AutoSetupTessaloomPDF] ends\r\n").size());
         dbg_Unindent();
@@ -204,7 +197,7 @@ TEST_F(Setup, UnreachablePortsKeyStopsBeforeThePrinter)
     EXPECT_EQ(L"Failed to add TessaloomPDF redirected port.", boxes[0].text);
     EXPECT_EQ(-1, setupFlag());
     EXPECT_TRUE(installerLines().empty());
-    EXPECT_NE(std::wstring::npos, traceText().find(L"\tFailed to add TessaloomPDF redirected port.\r\n"));
+    EXPECT_NE(std::wstring::npos, testkit::traceText().find(L"\tFailed to add TessaloomPDF redirected port.\r\n"));
 }
 
 TEST_F(Setup, MissingInstallerFilesAreNamed)
@@ -244,7 +237,7 @@ TEST_F(Setup, InstallerThatAddsNoPrinterFails)
     ASSERT_EQ(1u, boxes.size());
     EXPECT_EQ(loaded(IDS_PRINTER_FAILED).substr(0, 14), boxes[0].text.substr(0, 14));
     EXPECT_EQ(0, setupFlag());
-    std::wstring trace = traceText();
+    std::wstring trace = testkit::traceText();
     EXPECT_NE(std::wstring::npos, trace.find(L"\t\tFailed = rundll32 printui.dll,PrintUIEntry /if /m"));
     EXPECT_NE(std::wstring::npos, trace.find(L"[gs2_AutoSetupTessaloomPDF] Failed to add TessaloomPDF printer "
                                              L"driver.\r\n\r\n[gs2_AutoSetupTessaloomPDF] Failed\r\n"));
@@ -262,7 +255,7 @@ TEST_F(Setup, ExistingPrinterIsDeletedFirstAndThePortReplaced)
     EXPECT_NE(std::wstring::npos, lines[0].find(L"printui.dll,PrintUIEntry /dl /n \"TessaloomPDF\""));
     EXPECT_NE(std::wstring::npos, lines[1].find(L"printui.dll,PrintUIEntry /if"));
     EXPECT_EQ(L"TessaloomPDF:", printerPort(L"TessaloomPDF"));
-    EXPECT_NE(std::wstring::npos, traceText().find(L"\tExisting redirected port (TessaloomPDF:) removed.\r\n"));
+    EXPECT_NE(std::wstring::npos, testkit::traceText().find(L"\tExisting redirected port (TessaloomPDF:) removed.\r\n"));
 }
 
 TEST_F(Setup, DriverFromTheVersionOrTheCustomisationFile)
@@ -336,7 +329,7 @@ TEST_F(Setup, DriverNameThatWouldChangeTheBatchLineIsRefused)
     HKEY key;
     EXPECT_NE(0, RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected "
                                                    L"Port\\Ports\\TessaloomPDF:", 0, KEY_READ, &key));
-    EXPECT_NE(std::wstring::npos, traceText().find(L"[gs2_AutoSetupTessaloomPDF] The printer driver name"));
+    EXPECT_NE(std::wstring::npos, testkit::traceText().find(L"[gs2_AutoSetupTessaloomPDF] The printer driver name"));
 }
 
 // The real program: the setup button, the completion message, the exit; a rundll32.exe
@@ -347,8 +340,8 @@ TEST_F(Setup, RealProgramCompletesAndExitsWithoutRunningAPlantedInstaller)
     std::wstring besideProgram = testkit::plantRundll32(testkit::exeDir());
     testkit::plantRundll32(work);
     testkit::Child child(testkit::binPath(L"tlpdf.exe"), L"", work);
-    HWND main = nullptr;
-    ASSERT_TRUE(testkit::waitFor([&] { return (main = testkit::findTopWindow(child.pid(), L"tlpdf_class")) != nullptr; }));
+    HWND main = testkit::waitTopWindow(child.pid(), L"tlpdf_class");
+    ASSERT_NE(nullptr, main);
     HWND dialog = nullptr;
     ASSERT_TRUE(testkit::waitFor([&] { return (dialog = FindWindowExW(main, nullptr, L"#32770", nullptr)) != nullptr; }));
     // Ready: the dialog has set its status line and the program serves its message loop.
@@ -375,8 +368,8 @@ TEST_F(Setup, RealProgramCompletesAndExitsWithoutRunningAPlantedInstaller)
         EXPECT_EQ(L"RAN", r.tag) << testing::PrintToString(r.module);
     EXPECT_EQ(L"TessaloomPDF:", printerPort(L"TessaloomPDF"));
     EXPECT_EQ(1, setupFlag());
-    EXPECT_NE(std::wstring::npos, traceText().find(L"[gs2_AutoSetupTessaloomPDF] Succeeded\r\n"))
-        << testing::PrintToString(traceText());
+    EXPECT_NE(std::wstring::npos, testkit::traceText().find(L"[gs2_AutoSetupTessaloomPDF] Succeeded\r\n"))
+        << testing::PrintToString(testkit::traceText());
 }
 
 }  // namespace

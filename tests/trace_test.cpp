@@ -19,14 +19,6 @@ std::wstring tracePath()
     return path;
 }
 
-// The trace file as text, after checking its byte-order mark.
-std::wstring traceText()
-{
-    std::string bytes = testkit::readFile(tracePath());
-    if (bytes.size() < 2 || bytes.compare(0, 2, "\xFF\xFE") != 0)
-        return L"<no mark>";
-    return std::wstring(reinterpret_cast<const wchar_t *>(bytes.data() + 2), (bytes.size() - 2) / 2);
-}
 
 class Trace : public testing::Test {
 protected:
@@ -68,7 +60,7 @@ TEST_F(Trace, EntriesIndentByDepthAndEndInCrLf)
     dbg_WriteTraceString(IDS_MISSING_GS, 1, 1);  // no text: nothing written
     dbg_WriteTraceString(IDS_PORT_FAILED, 0, 1);  // always with a line end
     EXPECT_EQ(L"\t\tabc\r\nflat\r\n\t\tends\r\n\r\n\r\nno line endFailed to add TessaloomPDF redirected port.\r\n",
-              traceText());
+              testkit::traceText());
 }
 
 TEST_F(Trace, StartingWritesTheSystemInformationHeader)
@@ -90,14 +82,14 @@ TEST_F(Trace, StartingWritesTheSystemInformationHeader)
                               L"[Windows Version]: 601 (32-bit)\r\n====================\r\n"
                               L"The installed Tessaloom PDF Driver List:\r\n";
     const std::wstring tail = L"\r\n====================\r\n\r\n";
-    EXPECT_EQ(head + tail, traceText());
+    EXPECT_EQ(head + tail, testkit::traceText());
 
     ASSERT_TRUE(testkit::addPrinter(L"TessaloomPDF"));
     dbg_StartTrace();
-    EXPECT_EQ(head + L"TessaloomPDF" + tail, traceText());
+    EXPECT_EQ(head + L"TessaloomPDF" + tail, testkit::traceText());
     ASSERT_TRUE(testkit::addPrinter(L"TessaloomPDF Copy"));
     dbg_StartTrace();
-    std::wstring text = traceText();
+    std::wstring text = testkit::traceText();
     EXPECT_NE(std::wstring::npos, text.find(L"List:\r\nTessaloomPDF\nTessaloomPDF Copy\n\r\n====="));
     testkit::deleteAllPrinters();
 }
@@ -112,7 +104,7 @@ TEST_F(Trace, ReadOnlyTraceGivesTheEmptyWarningAndNoCrash)
     ASSERT_EQ(1u, boxes.size());
     EXPECT_EQ(L"  Warning", boxes[0].caption);
     EXPECT_EQ(L"", boxes[0].text);
-    EXPECT_EQ(L"first\r\n", traceText());
+    EXPECT_EQ(L"first\r\n", testkit::traceText());
 }
 
 // What the report hands to MAPISendMail, captured at the call.

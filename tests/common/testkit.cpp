@@ -1,5 +1,6 @@
 // Shared test helpers: waiting for windows, reading message boxes, running child programs.
 #include "tests/common/testkit.h"
+#include "diag/trace.h"
 
 namespace testkit {
 
@@ -172,6 +173,23 @@ HWND findTopWindow(DWORD processId, const wchar_t *windowClass, const wchar_t *t
     FindTop f = {processId, windowClass, title, nullptr};
     EnumWindows(findTopProc, reinterpret_cast<LPARAM>(&f));
     return f.found;
+}
+
+HWND waitTopWindow(DWORD processId, const wchar_t *windowClass, const wchar_t *title, DWORD timeoutMs)
+{
+    HWND window = nullptr;
+    waitFor([&] { return (window = findTopWindow(processId, windowClass, title)) != nullptr; }, timeoutMs);
+    return window;
+}
+
+std::wstring traceText()
+{
+    wchar_t path[MAX_PATH];
+    dbg_GetTraceFilePath(path);
+    std::string bytes = readFile(path);
+    if (bytes.size() < 2 || bytes.compare(0, 2, "\xFF\xFE") != 0)
+        return L"<no mark>";
+    return std::wstring(reinterpret_cast<const wchar_t *>(bytes.data() + 2), (bytes.size() - 2) / 2);
 }
 
 Child::Child(const std::wstring &exe, const std::wstring &arguments, const std::wstring &workDir)

@@ -48,6 +48,11 @@ private:
 };
 
 HWND findTopWindow(DWORD processId, const wchar_t *windowClass, const wchar_t *title = nullptr);
+// Waits for such a window; null when none came in time.
+HWND waitTopWindow(DWORD processId, const wchar_t *windowClass, const wchar_t *title = nullptr,
+                   DWORD timeoutMs = 10000);
+// The debug trace's text after its byte-order mark ("<no mark>" when the file lacks one).
+std::wstring traceText();
 
 class Child {
 public:
