@@ -8,7 +8,7 @@
 
 namespace {
 
-std::wstring self() { return L"\"" + testkit::binPath(L"process_test.exe") + L"\""; }
+std::wstring self() { return L"\"" + testkit::selfPath() + L"\""; }
 
 int run(std::wstring command, DWORD waitMs = 20000, const wchar_t *folder = nullptr)
 {
@@ -93,23 +93,21 @@ TEST(ProcessRunner, OnlyAFailedWaitShowsABoxAndItIsEmpty)
 
 // "--report FILE ARGS...": write the folder, the raw command line and each argument, one a line.
 // "--sleep MS": stay alive that long.
-int main(int argc, char **argv)
-{
-    int count = 0;
-    wchar_t **args = CommandLineToArgvW(GetCommandLineW(), &count);
-    if (count >= 3 && wcscmp(args[1], L"--sleep") == 0) {
-        Sleep(_wtoi(args[2]));
-        return 0;
-    }
-    if (count >= 3 && wcscmp(args[1], L"--report") == 0) {
-        wchar_t here[MAX_PATH];
-        GetCurrentDirectoryW(MAX_PATH, here);
-        std::wstring text = std::wstring(here) + L"\n" + GetCommandLineW() + L"\n";
-        for (int i = 3; i < count; i++)
-            text += std::wstring(args[i]) + L"\n";
-        std::string bytes(reinterpret_cast<const char *>(text.data()), text.size() * sizeof(wchar_t));
-        return testkit::writeFile(args[2], bytes) ? 0 : 1;
-    }
-    testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}
+TESTKIT_CHILD_MODE(sleep, L"--sleep", [](int count, wchar_t **args) {
+    if (count < 3)
+        return 2;
+    Sleep(_wtoi(args[2]));
+    return 0;
+})
+
+TESTKIT_CHILD_MODE(report, L"--report", [](int count, wchar_t **args) {
+    if (count < 3)
+        return 2;
+    wchar_t here[MAX_PATH];
+    GetCurrentDirectoryW(MAX_PATH, here);
+    std::wstring text = std::wstring(here) + L"\n" + GetCommandLineW() + L"\n";
+    for (int i = 3; i < count; i++)
+        text += std::wstring(args[i]) + L"\n";
+    std::string bytes(reinterpret_cast<const char *>(text.data()), text.size() * sizeof(wchar_t));
+    return testkit::writeFile(args[2], bytes) ? 0 : 1;
+})

@@ -18,7 +18,7 @@ struct Expected {
 std::string runFacts(const wchar_t *version)
 {
     std::wstring name = std::wstring(L"sys_test_") + version + L".exe";
-    std::wstring exe = testkit::exeAsWindowsVersion(testkit::binPath(L"sys_test.exe"), name, version);
+    std::wstring exe = testkit::exeAsWindowsVersion(testkit::selfPath(), name, version);
     std::wstring out = testkit::tempDir(L"sys") + L"\\" + version + L".txt";
     testkit::Child child(exe, L"--facts \"" + out + L"\"");
     if (!child.waitExit(20000))
@@ -39,12 +39,13 @@ TEST(SystemFacts, ClassifiesEachWindowsVersion)
     for (const Expected &e : rows) {
         SCOPED_TRACE(testing::PrintToString(std::wstring(e.wineVersion)));
         char expected[256];
-        // Before classifying, the 64-bit answer is 0; this 64-bit process is 64-bit after.
+        // Before classifying, the 64-bit answer is 0; after it, both builds are on 64-bit
+        // Windows: the x86_64 one by its architecture, the i686 one through WOW64.
         snprintf(expected, sizeof(expected),
                  "before64=0 platform=2 major=%d minor=%d code=%d vista=%d win7=%d win7up=%d win8=%d win8up=%d "
-                 "xp=%d vista7=%d is64=1 wow64=0 admin=1\n",
+                 "xp=%d vista7=%d is64=1 wow64=%d admin=1\n",
                  e.major, e.minor, e.code, e.vistaOrLater, e.win7, e.win7OrLater, e.win8, e.win8OrLater,
-                 e.xpFamily, e.vista7Family);
+                 e.xpFamily, e.vista7Family, testkit::kIs32BitBuild ? 1 : 0);
         EXPECT_EQ(expected, runFacts(e.wineVersion));
     }
 }
@@ -63,31 +64,28 @@ TEST(SystemFacts, TestSeamFixesTheCachedFacts)
     sysTestSetAdmin(0);
     EXPECT_EQ(0, sysIsAdmin());
     sysTestReset();
-    EXPECT_EQ(0, sysIsWow64());
+    EXPECT_EQ(testkit::kIs32BitBuild ? 1 : 0, sysIsWow64());
     EXPECT_EQ(1, sysIsAdmin());
 }
 
 }  // namespace
 
 // "--facts FILE": report what this process sees, for the parent test to compare.
-int main(int argc, char **argv)
-{
-    if (argc == 3 && strcmp(argv[1], "--facts") == 0) {
-        int before64 = sysIs64Bit();
-        DWORD platform = sysClassify();
-        const SysFacts &f = sysFacts();
-        FILE *out = fopen(argv[2], "w");
-        if (!out)
-            return 2;
-        fprintf(out,
-                "before64=%d platform=%lu major=%lu minor=%lu code=%d vista=%d win7=%d win7up=%d win8=%d win8up=%d "
-                "xp=%d vista7=%d is64=%d wow64=%d admin=%d\n",
-                before64, platform, f.major, f.minor, sysVersionCode(), sysIsVistaOrLater(), sysIsWin7(),
-                sysIsWin7OrLater(), sysIsWin8(), sysIsWin8OrLater(), f.is2000XpFamily, f.isVista7Family, sysIs64Bit(),
-                sysIsWow64(), sysIsAdmin());
-        fclose(out);
-        return 0;
-    }
-    testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}
+TESTKIT_CHILD_MODE(facts, L"--facts", [](int count, wchar_t **args) {
+    if (count != 3)
+        return 2;
+    int before64 = sysIs64Bit();
+    DWORD platform = sysClassify();
+    const SysFacts &f = sysFacts();
+    FILE *out = _wfopen(args[2], L"w");
+    if (!out)
+        return 2;
+    fprintf(out,
+            "before64=%d platform=%lu major=%lu minor=%lu code=%d vista=%d win7=%d win7up=%d win8=%d win8up=%d "
+            "xp=%d vista7=%d is64=%d wow64=%d admin=%d\n",
+            before64, platform, f.major, f.minor, sysVersionCode(), sysIsVistaOrLater(), sysIsWin7(),
+            sysIsWin7OrLater(), sysIsWin8(), sysIsWin8OrLater(), f.is2000XpFamily, f.isVista7Family, sysIs64Bit(),
+            sysIsWow64(), sysIsAdmin());
+    fclose(out);
+    return 0;
+})

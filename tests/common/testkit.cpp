@@ -1,5 +1,6 @@
 // Shared test helpers: waiting for windows, reading message boxes, running child programs.
 #include "tests/common/testkit.h"
+#include <shellapi.h>
 #include "diag/trace.h"
 
 namespace testkit {
@@ -16,12 +17,55 @@ bool waitFor(const std::function<bool()> &condition, DWORD timeoutMs)
     }
 }
 
-std::wstring exeDir()
+std::wstring selfPath()
 {
     wchar_t path[MAX_PATH];
     DWORD n = GetModuleFileNameW(nullptr, path, MAX_PATH);
-    std::wstring s(path, n);
+    return std::wstring(path, n);
+}
+
+std::wstring exeDir()
+{
+    std::wstring s = selfPath();
     return s.substr(0, s.find_last_of(L'\\'));
+}
+
+namespace {
+
+struct ChildMode {
+    const wchar_t *name;
+    ChildModeFn fn;
+};
+
+std::vector<ChildMode> &childModes()
+{
+    static std::vector<ChildMode> modes;
+    return modes;
+}
+
+}  // namespace
+
+bool registerChildMode(const wchar_t *name, ChildModeFn fn)
+{
+    childModes().push_back({name, fn});
+    return true;
+}
+
+bool runChildMode(int *exitCode)
+{
+    int count = 0;
+    wchar_t **args = CommandLineToArgvW(GetCommandLineW(), &count);
+    if (!args)
+        return false;
+    for (const ChildMode &mode : childModes()) {
+        if (count >= 2 && wcscmp(args[1], mode.name) == 0) {
+            *exitCode = mode.fn(count, args);
+            LocalFree(args);
+            return true;
+        }
+    }
+    LocalFree(args);
+    return false;
 }
 
 std::wstring binPath(const wchar_t *name) { return exeDir() + L"\\" + name; }

@@ -10,6 +10,7 @@ namespace testkit {
 // Polls a condition until it holds or the time runs out.
 bool waitFor(const std::function<bool()> &condition, DWORD timeoutMs = 10000);
 
+std::wstring selfPath();                               // this test executable
 std::wstring exeDir();                                 // folder of this test executable
 std::wstring binPath(const wchar_t *name);             // a file beside this test executable
 std::wstring tempDir(const wchar_t *name);             // a fresh empty folder under %TEMP%
@@ -77,7 +78,19 @@ std::wstring exeAsWindowsVersion(const std::wstring &exe, const std::wstring &ne
 std::wstring readRegString(HKEY root, const wchar_t *path, const wchar_t *name, DWORD *type = nullptr);
 bool deleteRegTree(HKEY root, const wchar_t *path);
 
+// The test runner also serves as a child program: "runner.exe --mode ARGS..." runs the mode
+// registered under that first argument instead of the tests and exits with its result.
+using ChildModeFn = int (*)(int count, wchar_t **args);
+bool registerChildMode(const wchar_t *name, ChildModeFn fn);
+bool runChildMode(int *exitCode);  // true when the command line named a mode
+
+// What this build is: the i686 runner runs under WOW64 on this 64-bit Wine.
+constexpr bool kIs32BitBuild = sizeof(void *) == 4;
+
 }  // namespace testkit
+
+#define TESTKIT_CHILD_MODE(id, name, ...) \
+    static const bool childMode_##id = testkit::registerChildMode(name, __VA_ARGS__);
 
 namespace testkit {
 
@@ -89,10 +102,12 @@ void deleteAllPrinters();
 bool writeFile(const std::wstring &path, const std::string &bytes);
 std::string readFile(const std::wstring &path);
 std::wstring systemDir();
+std::wstring nativeSystemDir();  // the real system32, also from a 32-bit process
 std::wstring documentsDir();
 
 // The outside components as the program looks for them: Ghostscript 9.05's registry key
-// (GS_DLL C:\gs\gs9.05\bin\gsdll32.dll) and RedMon's library in the system folder.
+// (GS_DLL C:\gs\gs9.05\bin\gsdll32.dll, in this process's registry view, as a Ghostscript of
+// this architecture installs it) and RedMon's library in the real system folder.
 void installGhostscript(bool installed);
 void installRedMon(bool installed);
 
