@@ -29,10 +29,23 @@ rig_start_xvfb() {
     rig_log "Xvfb pid $RIG_XVFB_PID on $DISPLAY"
 }
 
+# Whether this machine can start 32-bit processes: Wine's 32-bit half needs the kernel's
+# 32-bit support, which some virtual machines leave out (exec then fails with ENOEXEC).
+rig_can_run_32bit() {
+    [ -x /usr/lib/wine/wine ] && /usr/lib/wine/wine --version >/dev/null 2>&1
+}
+
 rig_start_wine() {
     local prefix=$1 fresh=0
     rig_wine_env "$prefix"
     [ -f "$prefix/system.reg" ] || fresh=1
+    # A prefix made while 32-bit programs could not run has an empty syswow64, and every
+    # 32-bit program then fails with "could not load kernel32.dll": make it again.
+    if [ $fresh -eq 0 ] && rig_can_run_32bit && [ ! -e "$prefix/drive_c/windows/syswow64/kernel32.dll" ]; then
+        rig_log "re-creating $prefix: it has no 32-bit system folder"
+        rm -rf "$prefix"
+        fresh=1
+    fi
     mkdir -p "$prefix"
     if [ $fresh -eq 1 ]; then
         rig_log "creating Wine prefix $prefix"
