@@ -34,6 +34,29 @@ bool settle(HWND window)
     return SendMessageTimeoutW(window, WM_NULL, 0, 0, SMTO_NORMAL, kWait, &ignored) != 0;
 }
 
+// The run tests what it claims: the program beside this runner is a PE image of the runner's own
+// architecture, and a 32-bit one really runs under WOW64 (no silent fall-back to the 64-bit build).
+TEST(Program, IsTheArchitectureThisRunIsFor)
+{
+    std::string image = testkit::readFile(programPath());
+    ASSERT_GT(image.size(), 0x40u);
+    DWORD peOffset = *reinterpret_cast<const DWORD *>(&image[0x3C]);
+    ASSERT_LT(peOffset + 6, image.size());
+    ASSERT_EQ(0, image.compare(peOffset, 4, std::string("PE\0\0", 4)));
+    WORD machine = *reinterpret_cast<const WORD *>(&image[peOffset + 4]);
+    EXPECT_EQ(testkit::kIs32BitBuild ? IMAGE_FILE_MACHINE_I386 : IMAGE_FILE_MACHINE_AMD64, machine);
+
+    Child child(programPath(), L"");
+    ASSERT_TRUE(child.started());
+    BOOL wow64 = FALSE;
+    ASSERT_TRUE(IsWow64Process(child.handle(), &wow64));
+    EXPECT_EQ(testkit::kIs32BitBuild, wow64 != FALSE);
+    HWND window = waitMainWindow(child);
+    ASSERT_NE(nullptr, window);
+    PostMessageW(window, WM_CLOSE, 0, 0);
+    EXPECT_TRUE(child.waitExit(kWait));
+}
+
 TEST(Program, OpensTheCentredMainWindow)
 {
     // Starting the program makes the data folder but writes no response file: only a setup does.

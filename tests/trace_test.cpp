@@ -78,9 +78,11 @@ TEST_F(Trace, StartingWritesTheSystemInformationHeader)
     dbg_Indent();
     dbg_StartTrace();  // deletes the old file and resets the depth
     EXPECT_EQ(0, dbg_GetDepth());
-    const std::wstring head = L"==System Info=======\r\n2013-03-04 05:06:07\r\n====================\r\n"
-                              L"[Windows Version]: 601 (32-bit)\r\n====================\r\n"
-                              L"The installed Tessaloom PDF Driver List:\r\n";
+    // "(64-bit)" only under WOW64: the 32-bit build says so, the native 64-bit one does not.
+    const std::wstring head = std::wstring(L"==System Info=======\r\n2013-03-04 05:06:07\r\n====================\r\n"
+                                           L"[Windows Version]: 601 ") +
+                              (testkit::kIs32BitBuild ? L"(64-bit)" : L"(32-bit)") +
+                              L"\r\n====================\r\nThe installed Tessaloom PDF Driver List:\r\n";
     const std::wstring tail = L"\r\n====================\r\n\r\n";
     EXPECT_EQ(head + tail, testkit::traceText());
 

@@ -83,6 +83,17 @@ std::wstring systemDir()
     return dir;
 }
 
+// The folder a 64-bit process calls system32: a 32-bit process under WOW64 reaches it as
+// "sysnative", since its own system32 is redirected to syswow64.
+std::wstring nativeSystemDir()
+{
+    if (!kIs32BitBuild)
+        return systemDir();
+    wchar_t dir[MAX_PATH] = L"";
+    GetWindowsDirectoryW(dir, MAX_PATH);
+    return std::wstring(dir) + L"\\sysnative";
+}
+
 void installGhostscript(bool installed)
 {
     deleteRegTree(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript");
@@ -99,7 +110,8 @@ void installGhostscript(bool installed)
 
 void installRedMon(bool installed)
 {
-    const std::wstring path = systemDir() + L"\\redmonnt.dll";
+    // Where RedMon's installer puts it: the real system folder.
+    const std::wstring path = nativeSystemDir() + L"\\redmonnt.dll";
     if (installed)
         writeFile(path, "MZ");
     else

@@ -10,8 +10,17 @@ namespace {
 const wchar_t *const kOverrideKey = L"Software\\Wine\\DllOverrides";
 
 std::wstring dirFile(const wchar_t *name) { return std::wstring(kStandInDir) + L"\\" + name; }
-std::wstring systemRundll32() { return systemDir() + L"\\rundll32.exe"; }
-std::wstring backupPath() { return dirFile(L"rundll32.exe.orig"); }
+// The 32-bit build puts the stand-in into both system folders, as the machine has a rundll32
+// in each: which one runs depends on the command interpreter that reads the batch file.
+std::vector<std::wstring> systemFolders()
+{
+    std::vector<std::wstring> folders = {systemDir()};
+    if (nativeSystemDir() != systemDir())
+        folders.push_back(nativeSystemDir());
+    return folders;
+}
+std::wstring systemRundll32(size_t i = 0) { return systemFolders()[i] + L"\\rundll32.exe"; }
+std::wstring backupPath(size_t i = 0) { return dirFile(i ? L"rundll32.exe.native.orig" : L"rundll32.exe.orig"); }
 bool exists(const std::wstring &path) { return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
 
 std::wstring ntprintInf()
@@ -57,8 +66,11 @@ void endRunningStandIns()
             continue;
         wchar_t image[MAX_PATH] = L"";
         DWORD size = MAX_PATH;
-        if (QueryFullProcessImageNameW(process, 0, image, &size) && _wcsicmp(image, systemRundll32().c_str()) == 0 &&
-            TerminateProcess(process, 99))
+        bool ours = false;
+        if (QueryFullProcessImageNameW(process, 0, image, &size))
+            for (size_t i = 0; i < systemFolders().size(); i++)
+                ours = ours || _wcsicmp(image, systemRundll32(i).c_str()) == 0;
+        if (ours && TerminateProcess(process, 99))
             WaitForSingleObject(process, 5000);
         CloseHandle(process);
     }
@@ -77,10 +89,13 @@ std::wstring standInExe()
 bool installStandIn()
 {
     CreateDirectoryW(kStandInDir, nullptr);
-    // Keep Wine's own file (a placeholder for its built-in) once, even over repeated installs.
-    if (!exists(backupPath()) && exists(systemRundll32()) && !isStandIn(systemRundll32()))
-        CopyFileW(systemRundll32().c_str(), backupPath().c_str(), FALSE);
-    bool ok = CopyFileW(standInExe().c_str(), systemRundll32().c_str(), FALSE) != FALSE;
+    bool ok = true;
+    for (size_t i = 0; i < systemFolders().size(); i++) {
+        // Keep Wine's own file (a placeholder for its built-in) once, even over repeated installs.
+        if (!exists(backupPath(i)) && exists(systemRundll32(i)) && !isStandIn(systemRundll32(i)))
+            CopyFileW(systemRundll32(i).c_str(), backupPath(i).c_str(), FALSE);
+        ok = ok && CopyFileW(standInExe().c_str(), systemRundll32(i).c_str(), FALSE) != FALSE;
+    }
     // Without the override Wine runs its built-in rundll32 whatever file lies in system32.
     HKEY key;
     ok = ok && RegCreateKeyExW(HKEY_CURRENT_USER, kOverrideKey, 0, nullptr, 0, KEY_SET_VALUE, nullptr, &key,
@@ -103,18 +118,19 @@ bool installStandIn()
 
 void removeRundll32()
 {
-    if (isStandIn(systemRundll32()))
-        endRunningStandIns();
+    endRunningStandIns();
     HKEY key;
     if (RegOpenKeyExW(HKEY_CURRENT_USER, kOverrideKey, 0, KEY_SET_VALUE, &key) == ERROR_SUCCESS) {
         RegDeleteValueW(key, L"rundll32.exe");
         RegCloseKey(key);
     }
-    if (exists(backupPath())) {
-        if (CopyFileW(backupPath().c_str(), systemRundll32().c_str(), FALSE))
-            DeleteFileW(backupPath().c_str());
-    } else if (isStandIn(systemRundll32())) {
-        DeleteFileW(systemRundll32().c_str());
+    for (size_t i = 0; i < systemFolders().size(); i++) {
+        if (exists(backupPath(i))) {
+            if (CopyFileW(backupPath(i).c_str(), systemRundll32(i).c_str(), FALSE))
+                DeleteFileW(backupPath(i).c_str());
+        } else if (isStandIn(systemRundll32(i))) {
+            DeleteFileW(systemRundll32(i).c_str());
+        }
     }
 }
 

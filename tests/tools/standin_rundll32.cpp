@@ -161,11 +161,14 @@ void appendTiming(const LARGE_INTEGER &start)
 int act()
 {
     const wchar_t *commandLine = GetCommandLineW();
-    wchar_t module[MAX_PATH] = L"", sysDir[MAX_PATH] = L"";
+    wchar_t module[MAX_PATH] = L"", sysDir[MAX_PATH] = L"", wowDir[MAX_PATH] = L"";
     GetModuleFileNameW(nullptr, module, MAX_PATH);
     GetSystemDirectoryW(sysDir, MAX_PATH);
-    // Only the copy in the system folder acts; any other copy was planted by a test.
-    bool planted = _wcsicmp(module, (std::wstring(sysDir) + L"\\rundll32.exe").c_str()) != 0;
+    GetSystemWow64DirectoryW(wowDir, MAX_PATH);
+    // Only a copy in a system folder (system32, or syswow64 under WOW64) acts; any other copy
+    // was planted by a test. The log's module path tells which one ran.
+    bool planted = _wcsicmp(module, (std::wstring(sysDir) + L"\\rundll32.exe").c_str()) != 0 &&
+                   (!wowDir[0] || _wcsicmp(module, (std::wstring(wowDir) + L"\\rundll32.exe").c_str()) != 0);
     appendLog(toUtf8((planted ? L"PLANTED\t" : L"RAN\t") + std::wstring(module) + L"\t" + commandLine) + "\r\n");
     if (planted)
         return 0;
