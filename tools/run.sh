@@ -1,14 +1,18 @@
 #!/usr/bin/env bash
 # Builds tlpdf and starts it under Wine: on your display when there is one, otherwise on
 # a private Xvfb display, where a screenshot of the main window is saved to build/screenshot.png.
-# The product is the 32-bit build (build/i686/bin/tlpdf.exe); this machine's Wine runs
-# 64-bit programs only, so the 64-bit build of the same sources is what starts here.
+# It starts the product, the 32-bit build (build/i686/bin/tlpdf.exe), under WOW64; on a machine
+# that cannot start 32-bit processes it says so and starts the 64-bit build of the same sources.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/tools/deps.sh"
 "$root/tools/build.sh"
 . "$root/tests/rig/rig.sh"
-program="$root/build/x86_64/bin/tlpdf.exe"
+program="$root/build/i686/bin/tlpdf.exe"
+if ! rig_can_run_32bit; then
+    echo "run.sh: this machine cannot start 32-bit processes; starting the x86_64 build instead" >&2
+    program="$root/build/x86_64/bin/tlpdf.exe"
+fi
 
 if [ -n "${DISPLAY:-}" ] && xdpyinfo >/dev/null 2>&1; then
     rig_wine_env "$root/build/wineprefix-run"
