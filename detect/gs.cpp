@@ -12,6 +12,7 @@
 #include "support/str.h"
 
 const wchar_t kGhostscriptKey[] = L"GPL Ghostscript";
+const wchar_t kArtifexGhostscriptKey[] = L"Artifex Ghostscript";
 
 namespace {
 
@@ -20,6 +21,19 @@ const DWORD kValueBytes = 256;  // 128 characters, as the installer's values hav
 
 wchar_t g_gsVersion[kVersionChars + 1];
 HKEY g_softwareKey, g_gplKey, g_versionKey;
+
+// Where Ghostscript is looked for, in this order. The first place is the one Ghostscript's
+// 32-bit installer writes and is opened as it always was; the others are only opened (never
+// created): the other registry view, where the 64-bit installer writes, and the commercial
+// builds' key in both views.
+struct GsPlace {
+    const wchar_t *key;
+    bool otherView;
+};
+const GsPlace kPlaces[] = {
+    {kGhostscriptKey, false}, {kGhostscriptKey, true}, {kArtifexGhostscriptKey, false}, {kArtifexGhostscriptKey, true}};
+const int kPlaceCount = sizeof(kPlaces) / sizeof(kPlaces[0]);
+int g_place = -1;  // the place a usable Ghostscript was found; -1 while none was
 int g_requireRedMon;
 int g_ghostscriptFound;
 int g_redMonFound;
@@ -40,46 +54,20 @@ void readText(HKEY key, const wchar_t *name, wchar_t *out, DWORD outChars, DWORD
     out[outChars - 1] = L'\0';
 }
 
-}  // namespace
+// The view this process does not see by default: a 32-bit process sees the 32-bit view.
+REGSAM otherView() { return sizeof(void *) == 8 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY; }
 
-// Create-or-open even for reading: elevated, a machine without Ghostscript keeps an
-// empty "GPL Ghostscript" key afterwards. That has always been so.
-HKEY gs2_OpenGhostscriptKey()
+HKEY openOnly(HKEY parent, const wchar_t *name, REGSAM view)
 {
-    gs2_CloseGhostscriptKeys();
-    g_softwareKey = setOpenMachineSoftware();
-    g_gplKey = setOpenSubkeyRead(g_softwareKey, kGhostscriptKey);
-    if (g_gplKey && !g_gsVersion[0]) {
-        int count = 0;
-        HGLOBAL names = setEnumSubkeys(g_gplKey, L'\n', &count);
-        {
-            MemLock<wchar_t> text(names);
-            if (text)
-                gs2_PickHighestVersion(text.get());
-        }
-        memGFree(names);
-    }
-    if (g_gplKey && g_gsVersion[0])
-        g_versionKey = setOpenSubkeyRead(g_gplKey, g_gsVersion);
-    if (!g_versionKey) {
-        gs2_CloseGhostscriptKeys();
+    HKEY key = nullptr;
+    if (!parent || RegOpenKeyExW(parent, name, 0, KEY_READ | view, &key) != ERROR_SUCCESS)
         return nullptr;
-    }
-    return g_versionKey;
-}
-
-void gs2_CloseGhostscriptKeys()
-{
-    for (HKEY *key : {&g_versionKey, &g_gplKey, &g_softwareKey}) {
-        if (*key)
-            RegCloseKey(*key);
-        *key = nullptr;
-    }
+    return key;
 }
 
 // Versions compare as decimal fractions, so 9.10 is below 9.9; equal numbers keep
 // the name enumerated first.
-void gs2_PickHighestVersion(const wchar_t *names)
+void pickHighest(const wchar_t *names, wchar_t *chosen)
 {
     wchar_t *copy = strDup(names);
     if (!copy)
@@ -96,17 +84,28 @@ void gs2_PickHighestVersion(const wchar_t *names)
                 bestNumber = number;
             }
         }
-        strCopyN(g_gsVersion, best, kVersionChars);
+        strCopyN(chosen, best, kVersionChars);
     }
     free(items);
     free(copy);
 }
 
-int gs2_SplitGhostscriptPath(const wchar_t *value, wchar_t *root, wchar_t *version)
+void pickFromKey(HKEY vendorKey, wchar_t *chosen)
 {
-    strCopyN(version, g_gsVersion, kVersionChars);
+    int count = 0;
+    HGLOBAL names = setEnumSubkeys(vendorKey, L'\n', &count);
+    {
+        MemLock<wchar_t> text(names);
+        if (text)
+            pickHighest(text.get(), chosen);
+    }
+    memGFree(names);
+}
+
+int splitWith(const wchar_t *value, const wchar_t *version, wchar_t *root)
+{
     wchar_t search[40];
-    _snwprintf(search, 40, L"%s%s", L"gs", g_gsVersion);
+    _snwprintf(search, 40, L"%s%s", L"gs", version);
     search[39] = L'\0';
     const wchar_t *match = wcsstr(value, search);
     if (!match)
@@ -117,6 +116,112 @@ int gs2_SplitGhostscriptPath(const wchar_t *value, wchar_t *root, wchar_t *versi
     return root[0] ? 1 : 0;
 }
 
+// GS_DLL, else GS_LIB read with the byte count the first query left behind (kept so).
+// `hadValue`, when given, says whether either value held a text.
+int rootFromKey(HKEY key, const wchar_t *version, wchar_t *root, bool *hadValue = nullptr)
+{
+    root[0] = L'\0';
+    wchar_t dll[129], lib[129];
+    DWORD bytes = kValueBytes;
+    readText(key, L"GS_DLL", dll, 129, &bytes);
+    lib[0] = L'\0';
+    if (!dll[0])
+        readText(key, L"GS_LIB", lib, 129, &bytes);
+    const wchar_t *value = dll[0] ? dll : lib;
+    if (value[0])
+        splitWith(value, version, root);
+    if (hadValue)
+        *hadValue = value[0] != L'\0';
+    return root[0] ? 1 : 0;
+}
+
+// The other places, tried only when the first gave no usable Ghostscript. The first usable
+// one becomes the place, with its own version choice, for the rest of the process.
+bool openOtherPlace()
+{
+    for (int i = 1; i < kPlaceCount; i++) {
+        REGSAM view = kPlaces[i].otherView ? otherView() : 0;
+        HKEY software = openOnly(HKEY_LOCAL_MACHINE, L"Software", view);
+        HKEY vendor = openOnly(software, kPlaces[i].key, view);
+        wchar_t version[kVersionChars + 1] = L"", root[PATH_BUFFER];
+        if (vendor)
+            pickFromKey(vendor, version);
+        HKEY versionKey = version[0] ? openOnly(vendor, version, view) : nullptr;
+        if (versionKey && rootFromKey(versionKey, version, root)) {
+            gs2_CloseGhostscriptKeys();
+            g_softwareKey = software;
+            g_gplKey = vendor;
+            g_versionKey = versionKey;
+            strCopyN(g_gsVersion, version, kVersionChars);
+            g_place = i;
+            return true;
+        }
+        for (HKEY key : {versionKey, vendor, software})
+            if (key)
+                RegCloseKey(key);
+    }
+    return false;
+}
+
+bool reopenOtherPlace()
+{
+    REGSAM view = kPlaces[g_place].otherView ? otherView() : 0;
+    g_softwareKey = openOnly(HKEY_LOCAL_MACHINE, L"Software", view);
+    g_gplKey = openOnly(g_softwareKey, kPlaces[g_place].key, view);
+    g_versionKey = openOnly(g_gplKey, g_gsVersion, view);
+    return g_versionKey != nullptr;
+}
+
+}  // namespace
+
+// Create-or-open even for reading: elevated, a machine without Ghostscript keeps an
+// empty "GPL Ghostscript" key afterwards. That has always been so. Once that first place has
+// proved usable it stays the place; once another has, that one does.
+HKEY gs2_OpenGhostscriptKey()
+{
+    gs2_CloseGhostscriptKeys();
+    if (g_place > 0) {
+        if (!reopenOtherPlace())
+            gs2_CloseGhostscriptKeys();
+        return g_versionKey;
+    }
+    g_softwareKey = setOpenMachineSoftware();
+    g_gplKey = setOpenSubkeyRead(g_softwareKey, kGhostscriptKey);
+    if (g_gplKey && !g_gsVersion[0])
+        pickFromKey(g_gplKey, g_gsVersion);
+    if (g_gplKey && g_gsVersion[0])
+        g_versionKey = setOpenSubkeyRead(g_gplKey, g_gsVersion);
+    if (g_place < 0) {
+        wchar_t root[PATH_BUFFER];
+        if (g_versionKey && rootFromKey(g_versionKey, g_gsVersion, root))
+            g_place = 0;
+        else if (openOtherPlace())
+            return g_versionKey;
+    }
+    if (!g_versionKey) {
+        gs2_CloseGhostscriptKeys();
+        return nullptr;
+    }
+    return g_versionKey;
+}
+
+void gs2_CloseGhostscriptKeys()
+{
+    for (HKEY *key : {&g_versionKey, &g_gplKey, &g_softwareKey}) {
+        if (*key)
+            RegCloseKey(*key);
+        *key = nullptr;
+    }
+}
+
+void gs2_PickHighestVersion(const wchar_t *names) { pickHighest(names, g_gsVersion); }
+
+int gs2_SplitGhostscriptPath(const wchar_t *value, wchar_t *root, wchar_t *version)
+{
+    strCopyN(version, g_gsVersion, kVersionChars);
+    return splitWith(value, g_gsVersion, root);
+}
+
 int gs2_GetGhostscriptRoot(wchar_t *root, wchar_t *version)
 {
     root[0] = L'\0';
@@ -124,15 +229,10 @@ int gs2_GetGhostscriptRoot(wchar_t *root, wchar_t *version)
     HKEY key = gs2_OpenGhostscriptKey();
     if (!key)
         return 0;
-    wchar_t dll[129], lib[129];
-    DWORD bytes = kValueBytes;
-    readText(key, L"GS_DLL", dll, 129, &bytes);
-    lib[0] = L'\0';
-    if (!dll[0])
-        readText(key, L"GS_LIB", lib, 129, &bytes);  // the byte count is not reset: kept as it was
-    const wchar_t *value = dll[0] ? dll : lib;
-    if (value[0])
-        gs2_SplitGhostscriptPath(value, root, version);
+    bool hadValue = false;
+    rootFromKey(key, g_gsVersion, root, &hadValue);
+    if (hadValue)
+        strCopyN(version, g_gsVersion, kVersionChars);  // the version comes with a value only
     gs2_CloseGhostscriptKeys();
     return root[0] ? 1 : 0;
 }
@@ -149,15 +249,19 @@ int gs2_GetGsDllValue(wchar_t *value)
     return value[0] ? 1 : 0;
 }
 
-// The file's presence is not checked: the port command is written all the same.
+// The file's presence is not checked: the port command is written all the same. The console
+// program is built like the library: a 64-bit library comes with gswin64c.exe.
 int gs2_GetGhostscriptConsolePath(wchar_t *path)
 {
     wchar_t folder[PATH_BUFFER];
     if (!gs2_GetGsDllValue(folder))
         return 0;
+    const wchar_t *library = wcsrchr(folder, L'\\');
+    library = library ? library + 1 : folder;
+    const wchar_t *console = _wcsicmp(library, L"gsdll64.dll") == 0 ? L"gswin64c.exe" : L"gswin32c.exe";
     pathDirectory(folder);
     path[0] = L'\0';
-    pathJoin(path, folder, L"gswin32c.exe");
+    pathJoin(path, folder, console);
     return 1;
 }
 
@@ -209,6 +313,7 @@ void gs2_ResetForTest()
 {
     gs2_CloseGhostscriptKeys();
     g_gsVersion[0] = L'\0';
+    g_place = -1;
     g_requireRedMon = g_ghostscriptFound = g_redMonFound = 0;
     g_missingComponents = 0;
 }

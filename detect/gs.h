@@ -8,7 +8,8 @@ enum : DWORD {
     GS2_MISSING_PDF_INFO = 4,  // reserved for a PDF information tool; nothing sets it here
 };
 
-extern const wchar_t kGhostscriptKey[];  // under HKLM\Software
+extern const wchar_t kGhostscriptKey[];         // under HKLM\Software
+extern const wchar_t kArtifexGhostscriptKey[];  // commercial builds, looked at when the first gives none
 
 void gs2_InitComponents(int requireRedMon);
 int gs2_IsGhostscriptInstalled();

@@ -1,6 +1,7 @@
 // Where the program's files live: the per-user data folder and the response files.
 #include "detect/locations.h"
 #include <shlobj.h>
+#include <cwchar>
 #include "detect/gs.h"
 #include "res/resource.h"
 #include "support/appstate.h"
@@ -11,6 +12,7 @@
 #include "support/sys.h"
 
 const wchar_t kDataFolderName[] = L"TessaloomPDF";
+const wchar_t kRspFileName[] = L"tl2pdf.rsp";
 
 int gs2_EnsureFolder(const wchar_t *path)
 {
@@ -42,16 +44,31 @@ int gs2_GetDataFolder(wchar_t *out)
     return result;
 }
 
+// The data folder's path as it would be, uncut, and whether the response file's path inside it
+// fits a path field. Longer paths are refused before anything is written, never cut.
+int gs2_DataPathsFit(wchar_t *folder, int capacity)
+{
+    wchar_t documents[MAX_PATH + 1] = L"";
+    SHGetFolderPathW(appGetFrameWindow(), CSIDL_PERSONAL, nullptr, 0, documents);
+    size_t length = wcslen(documents);
+    int separator = length && documents[length - 1] != L'\\' ? 1 : 0;
+    _snwprintf(folder, capacity, L"%s%s%s", documents, separator ? L"\\" : L"", kDataFolderName);
+    folder[capacity - 1] = L'\0';
+    if (!sysIsVistaOrLater())
+        return 1;  // the response file is then in Ghostscript's folder
+    return wcslen(folder) + 1 + wcslen(kRspFileName) <= static_cast<size_t>(PATH_CHARS) ? 1 : 0;
+}
+
 int gs2_GetRspFilePath(wchar_t *out)
 {
     wchar_t folder[PATH_BUFFER];
     if (sysIsVistaOrLater()) {
         if (gs2_GetDataFolder(folder))
-            return pathJoin(out, folder, L"tl2pdf.rsp") ? 1 : 0;
+            return pathJoin(out, folder, kRspFileName) ? 1 : 0;
     } else {
         wchar_t version[16];
         if (gs2_GetGhostscriptRoot(folder, version))
-            return pathJoin(out, folder, L"tl2pdf.rsp") ? 1 : 0;
+            return pathJoin(out, folder, kRspFileName) ? 1 : 0;
     }
     return 0;
 }

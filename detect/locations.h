@@ -3,8 +3,10 @@
 #include <windows.h>
 
 extern const wchar_t kDataFolderName[];  // "TessaloomPDF" inside Documents
+extern const wchar_t kRspFileName[];     // "tl2pdf.rsp"
 
 int gs2_GetDataFolder(wchar_t *out);
 int gs2_EnsureFolder(const wchar_t *path);
 int gs2_GetRspFilePath(wchar_t *out);
+int gs2_DataPathsFit(wchar_t *folder, int capacity);
 int gs2_GetRspFilePathForFile(wchar_t *out);

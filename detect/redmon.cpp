@@ -1,5 +1,7 @@
 // RedMon detection: its monitor library in the system folder, looked at past WOW64 redirection.
 #include "detect/redmon.h"
+#include <cwchar>
+#include <initializer_list>
 #include "support/handles.h"
 #include "support/path.h"
 #include "support/sys.h"
@@ -27,12 +29,48 @@ int libraryInSystemFolder(const wchar_t *library)
     return pathFileExists(path);
 }
 
-}  // namespace
+// The system folder of the machine's own architecture. A 32-bit process on 64-bit Windows
+// reaches it through "Sysnative", which leaves its thread's redirection as it is.
+void realSystemFolder(wchar_t *folder)
+{
+    folder[0] = L'\0';
+    if (sysIsWow64()) {
+        wchar_t windows[PATH_BUFFER] = L"";
+        GetSystemWindowsDirectoryW(windows, PATH_CHARS);
+        if (pathJoin(folder, windows, L"Sysnative") && pathIsDirectory(folder))
+            return;
+    }
+    GetSystemDirectoryW(folder, PATH_CHARS);
+}
+
+// RedMon 1.9 names its library redmon32.dll or redmon64.dll; the monitor's registration names
+// the one the spooler loads. Only opened: nothing is created here.
+int redMon19Installed()
+{
+    wchar_t folder[PATH_BUFFER], path[PATH_BUFFER];
+    realSystemFolder(folder);
+    wchar_t driver[PATH_BUFFER] = L"";
+    ScopedHKey key;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kRedMonMonitorKey, 0, KEY_QUERY_VALUE, key.out()) == ERROR_SUCCESS) {
+        DWORD type = 0, bytes = PATH_CHARS * sizeof(wchar_t);
+        if (RegQueryValueExW(key.get(), L"Driver", nullptr, &type, reinterpret_cast<BYTE *>(driver), &bytes) !=
+                ERROR_SUCCESS ||
+            type != REG_SZ || wcspbrk(driver, L"\\/:"))
+            driver[0] = L'\0';  // a bare file name in the system folder, or nothing
+        driver[PATH_CHARS] = L'\0';
+    }
+    for (const wchar_t *name : {static_cast<const wchar_t *>(driver), L"redmon32.dll", L"redmon64.dll"})
+        if (name[0] && pathJoin(path, folder, name) && pathFileExists(path))
+            return 1;
+    return 0;
+}
 
 // The call sequence is kept exactly as it has always been: the entry point is looked up
 // twice under the same name, both calls get the address of the saved state, and a first
-// call that fails ends the lookup with "not installed".
-int gs2_IsRedMonInstalled()
+// call that fails ends the lookup with "not installed". Given an address, the call switches
+// redirection off for this thread; a third call with a null value switches it back on, or
+// the rest of the run (MAPI32.DLL, say) would load from the 64-bit system folder.
+int redMon17Installed()
 {
     wchar_t library[257] = L"redmonnt.dll";
     int wow64 = sysIsWow64();
@@ -65,8 +103,14 @@ int gs2_IsRedMonInstalled()
         return 0;
     int result = libraryInSystemFolder(library);
     second(&saved);
+    second(nullptr);
     return result;
 }
+
+}  // namespace
+
+// When the check kept from RedMon 1.7's days says "not installed", RedMon 1.9 may still be there.
+int gs2_IsRedMonInstalled() { return redMon17Installed() || redMon19Installed() ? 1 : 0; }
 
 void redmonTestSetRedirectionCalls(Wow64RedirectionFn first, Wow64RedirectionFn second)
 {

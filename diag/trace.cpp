@@ -6,6 +6,7 @@
 #include "detect/locations.h"
 #include "diag/report.h"
 #include "support/mem.h"
+#include "support/msg.h"
 #include "support/path.h"
 #include "support/res.h"
 #include "support/txf.h"
@@ -75,6 +76,19 @@ void dbg_TraceLine(const wchar_t *format, ...)
     va_end(args);
     line[1023] = L'\0';
     dbg_WriteTrace(line, 1, 1);
+}
+
+// The system's text for the code, without its line end, keeps the entry on one line.
+void dbg_TraceError(const wchar_t *what, DWORD code)
+{
+    if (!g_debugMode)
+        return;
+    wchar_t reason[256];
+    errFormatSystemMessage(code, reason, 256);
+    size_t n = wcslen(reason);
+    while (n && (reason[n - 1] == L'\r' || reason[n - 1] == L'\n' || reason[n - 1] == L' '))
+        reason[--n] = L'\0';
+    dbg_TraceLine(L"%s (error %lu: %s)", what, code, reason);
 }
 
 void dbg_WriteTraceString(UINT id, int, int indent)

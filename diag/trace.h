@@ -10,6 +10,8 @@ void dbg_GetTraceFilePath(wchar_t *out);
 void dbg_WriteTrace(const wchar_t *text, int addNewLine, int indent);
 // In debug mode only: formats one line and writes it with a line end, indented.
 void dbg_TraceLine(const wchar_t *format, ...);
+// In debug mode only: "<what> (error <code>: <system text>)" as one line.
+void dbg_TraceError(const wchar_t *what, DWORD code);
 void dbg_WriteTraceString(UINT id, int addNewLine, int indent);
 void dbg_WriteBlankLine();
 void dbg_Indent();

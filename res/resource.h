@@ -75,6 +75,8 @@
 #define IDS_PROGRESS_PRINTER        14956
 #define IDS_MISSING_GS              14957   // no text
 #define IDS_DRIVER_NAME_REFUSED     14960   // a driver name that would change the installer's batch line
+#define IDS_SPOOLER_REFUSED         14961   // the Print Spooler service is disabled or does not start
+#define IDS_DATA_FOLDER_TOO_LONG    14962   // the response file's path would not fit
 
 #define IDS_PROGRESS_CAPTION        15020
 

@@ -2,6 +2,7 @@
 #include "setup/autosetup.h"
 #include <cwchar>
 #include "detect/gs.h"
+#include "detect/locations.h"
 #include "detect/printers.h"
 #include "detect/redmon.h"
 #include "diag/trace.h"
@@ -9,6 +10,7 @@
 #include "setup/port.h"
 #include "setup/printui.h"
 #include "setup/rspfile.h"
+#include "setup/spooler.h"
 #include "support/msg.h"
 #include "support/path.h"
 #include "support/prog.h"
@@ -31,6 +33,14 @@ const wchar_t kSecondPrinterName[] = L"TLPDF";
 const wchar_t kSecondPortName[] = L"TLPDF:";
 
 wchar_t g_currentDriver[kNameChars + 1];
+
+// A setup refused before anything was changed: the reason in a box and in the trace.
+void reportRefusal(HWND owner, const wchar_t *text, int interactive)
+{
+    if (interactive)
+        msgErrorBox(owner, text);
+    dbg_TraceLine(L"[gs2_AutoSetupTessaloomPDF] %s", text);
+}
 
 }  // namespace
 
@@ -150,12 +160,30 @@ UINT gs2_AutoSetupTessaloomPDF(HWND owner, const wchar_t *driver, int interactiv
             gs2_ChooseDriverName(candidate);
         if (!gs2_IsSafeBatchText(candidate)) {
             resFormatString(message, kNameChars * 2, IDS_DRIVER_NAME_REFUSED, candidate);
-            if (interactive)
-                msgErrorBox(owner, message);
-            dbg_TraceLine(L"[gs2_AutoSetupTessaloomPDF] %s", message);
+            reportRefusal(owner, message, interactive);
             dbg_Unindent();
             goto done;
         }
+    }
+
+    // A data folder too long for the response file's path would give the port a cut or empty
+    // path: refuse, naming the folder, before anything is changed.
+    {
+        wchar_t folder[PATH_BUFFER + MAX_PATH];
+        if (!gs2_DataPathsFit(folder, PATH_BUFFER + MAX_PATH)) {
+            wchar_t refusal[kNameChars * 3];
+            resFormatString(refusal, kNameChars * 3, IDS_DATA_FOLDER_TOO_LONG, folder);
+            reportRefusal(owner, refusal, interactive);
+            dbg_Unindent();
+            goto done;
+        }
+    }
+    // printui needs a running spooler; a disabled one is the administrator's to enable.
+    if (splEnsureServiceRunning() == SPL_REFUSED) {
+        resLoadString(owner, IDS_SPOOLER_REFUSED, message, kNameChars * 2);
+        reportRefusal(owner, message, interactive);
+        dbg_Unindent();
+        goto done;
     }
 
     if (!gs2_AddRedirectedPortUsingRegistry(owner, kPdfPortName, ghostscript)) {

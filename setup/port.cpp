@@ -3,6 +3,7 @@
 #include <cwchar>
 #include "detect/locations.h"
 #include "diag/trace.h"
+#include "setup/spooler.h"
 #include "support/handles.h"
 #include "support/msg.h"
 #include "support/path.h"
@@ -12,7 +13,7 @@ const wchar_t kPdfPortName[] = L"TessaloomPDF:";
 
 namespace {
 
-const int kArgumentChars = 256;
+const int kArgumentChars = PORT_ARGUMENT_CHARS;
 const wchar_t kGhostscriptTail[] = L"-c save pop -f -";  // then the job from standard input
 
 enum ValueKind { TEXT, NUMBER };
@@ -45,7 +46,62 @@ LONG setNumber(HKEY key, const wchar_t *name, DWORD value)
     return RegSetValueExW(key, name, 0, REG_DWORD, reinterpret_cast<const BYTE *>(&value), sizeof(value));
 }
 
+bool isPortValueName(const wchar_t *name)
+{
+    for (const PortValue &value : kPortValues)
+        if (_wcsicmp(value.name, name) == 0)
+            return true;
+    return false;
+}
+
+// Whatever the monitor's AddPort wrote beside the twelve values goes, so that the key ends
+// exactly as the registry-only path leaves it.
+void removeOtherValues(const wchar_t *port)
+{
+    ScopedHKey key;
+    wchar_t path[PATH_BUFFER + 128];
+    _snwprintf(path, PATH_BUFFER + 128, L"%s\\%s", kPortsKey, port);
+    path[PATH_BUFFER + 127] = L'\0';
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_QUERY_VALUE | KEY_SET_VALUE, key.out()) != ERROR_SUCCESS)
+        return;
+    for (DWORD index = 0;;) {
+        wchar_t name[256];
+        DWORD length = 256;
+        if (RegEnumValueW(key.get(), index, name, &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+            break;
+        if (isPortValueName(name) || RegDeleteValueW(key.get(), name) != ERROR_SUCCESS)
+            index++;
+    }
+}
+
 }  // namespace
+
+// A running spooler knows only the ports it listed at its start and those added through
+// AddPort; printui refuses a port it does not know (1796). RedMon reads the values from the
+// registry for each job, so the monitor is asked to add the port and the values are written
+// afterwards all the same. Without the monitor the registry alone must do, as it always did.
+void gs2_AddPortThroughMonitor(const wchar_t *port)
+{
+    if (splIsPortKnown(port) == 1) {
+        dbg_TraceLine(L"Port %s is known to the spooler.", port);
+        return;
+    }
+    DWORD status = 0;
+    wchar_t line[256];
+    if (!splAddMonitorPort(kRedirectedPortMonitor, port, &status)) {
+        _snwprintf(line, 256, L"The %s monitor cannot be opened; the port is written to the registry only",
+                   kRedirectedPortMonitor);
+    } else if (status == ERROR_SUCCESS || status == ERROR_ALREADY_EXISTS) {
+        dbg_TraceLine(L"Port %s added through the %s monitor (status %lu).", port, kRedirectedPortMonitor, status);
+        removeOtherValues(port);
+        return;
+    } else {
+        _snwprintf(line, 256, L"The %s monitor refused to add %s; the port is written to the registry only",
+                   kRedirectedPortMonitor, port);
+    }
+    line[255] = L'\0';
+    dbg_TraceError(line, status);
+}
 
 void gs2_TraceRegResult(const wchar_t *name, LONG status)
 {
@@ -141,6 +197,7 @@ int gs2_AddRedirectedPortUsingRegistry(HWND, const wchar_t *port, const wchar_t 
         gs2_DeleteRedirectedPort(port);
         dbg_TraceLine(L"Existing redirected port (%s) removed.", port);
     }
+    gs2_AddPortThroughMonitor(port);
     int result = 0;
     ScopedHKey ports;
     LONG status = createKey(HKEY_LOCAL_MACHINE, kPortsKey, KEY_ALL_ACCESS, ports.out());

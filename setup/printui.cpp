@@ -3,6 +3,7 @@
 #include <cwchar>
 #include "detect/printers.h"
 #include "diag/trace.h"
+#include "setup/spooler.h"
 #include "support/fl.h"
 #include "support/handles.h"
 #include "support/msg.h"
@@ -50,6 +51,18 @@ int runBatch(HWND owner, const wchar_t *batchPath, DWORD waitMs)
     strCopyN(commandLine, batchPath, PATH_CHARS);
     GetSystemDirectoryW(systemFolder, PATH_CHARS);
     return RunProcessAndWaitIn(owner, commandLine, kHidden, waitMs, systemFolder[0] ? systemFolder : nullptr);
+}
+
+// An old printer that could not be deleted (jobs pending, say) is still there on its old port
+// after a failed install: only a printer on our port counts as installed.
+int isOnPort(const wchar_t *display, const wchar_t *port)
+{
+    if (splIsPrinterOnPort(display, port))
+        return 1;
+    wchar_t actual[PATH_BUFFER];
+    splGetPrinterPort(display, actual, PATH_BUFFER);
+    dbg_TraceLine(L"Printer %s is on port \"%s\", not on %s.", display, actual, port);
+    return 0;
 }
 
 }  // namespace
@@ -126,7 +139,7 @@ int gs2_AddPrinter_Thru_Dll(HWND owner, const wchar_t *driver, const wchar_t *po
         gs2_FormatInstallCommand(command, 1024, is64Bit, driver, display, port);
         if (writeBatch(batch, command)) {
             if (runBatch(owner, batch, kInstallerWaitMs))
-                result = gs2_IsPrinterInstalled(display);
+                result = gs2_IsPrinterInstalled(display) && isOnPort(display, port);
             if (tracing) {
                 // The command ends in CR LF already.
                 _snwprintf(line, 1024, result ? L"Succeeded = %s" : L"Failed = %s", command);

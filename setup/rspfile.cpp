@@ -21,32 +21,39 @@ const wchar_t kDefaultPdfName[] = L"TessaloomPDF.pdf";
 
 namespace {
 
-const int kRspBytes = 2048;
+// The PDF's path is longer than the response file's in the same folder: it gets a larger field
+// than a path, so that it is never cut where the response file's path still fits.
+const int kPdfPathChars = PATH_BUFFER + 32;
+const int kRspBytes = 4096;
 
 }  // namespace
 
 // Ghostscript reads the file's bytes as UTF-8 (as it converts its own command line), so
 // accented folder names survive; a byte-order mark would spoil the first option. Slashes
 // instead of backslashes keep the argument parser from reading escapes, and the quotes
-// keep blanks inside the path.
+// keep blanks inside the path. Ghostscript reads a "%" in the output name as the start of a
+// page-number format, so each one is written doubled.
 int gs2_BuildDefaultRspText(const wchar_t *outputPdf, char *out, int capacity)
 {
-    wchar_t slashed[PATH_BUFFER];
-    strCopyN(slashed, outputPdf, PATH_CHARS);
-    for (wchar_t *p = slashed; *p; p++)
-        if (*p == L'\\')
-            *p = L'/';
-    wchar_t text[PATH_BUFFER + 128];
-    _snwprintf(text, PATH_BUFFER + 128,
-               L"-sDEVICE=pdfwrite\r\n-dSAFER\r\n-dBATCH\r\n-dNOPAUSE\r\n-sOutputFile=\"%s\"\r\n", slashed);
-    text[PATH_BUFFER + 127] = L'\0';
-    int n = WideCharToMultiByte(CP_UTF8, 0, text, -1, out, capacity, nullptr, nullptr);
-    return n > 0 ? n - 1 : 0;
+    wchar_t escaped[2 * kPdfPathChars + 1];
+    int n = 0;
+    for (const wchar_t *p = outputPdf; *p && n < 2 * kPdfPathChars - 1; p++) {
+        if (*p == L'%')
+            escaped[n++] = L'%';
+        escaped[n++] = *p == L'\\' ? L'/' : *p;
+    }
+    escaped[n] = L'\0';
+    wchar_t text[2 * kPdfPathChars + 128];
+    _snwprintf(text, 2 * kPdfPathChars + 128,
+               L"-sDEVICE=pdfwrite\r\n-dSAFER\r\n-dBATCH\r\n-dNOPAUSE\r\n-sOutputFile=\"%s\"\r\n", escaped);
+    text[2 * kPdfPathChars + 127] = L'\0';
+    int bytes = WideCharToMultiByte(CP_UTF8, 0, text, -1, out, capacity, nullptr, nullptr);
+    return bytes > 0 ? bytes - 1 : 0;
 }
 
 RspResult gs2_WriteDefaultRspFile(wchar_t *rspPath)
 {
-    wchar_t path[PATH_BUFFER] = L"", folder[PATH_BUFFER] = L"", pdf[PATH_BUFFER] = L"";
+    wchar_t path[PATH_BUFFER] = L"", folder[PATH_BUFFER] = L"", pdf[kPdfPathChars + 1] = L"";
     if (rspPath)
         rspPath[0] = L'\0';
     if (!gs2_GetRspFilePath(path) || !gs2_GetDataFolder(folder)) {
@@ -59,7 +66,8 @@ RspResult gs2_WriteDefaultRspFile(wchar_t *rspPath)
         dbg_TraceLine(L"Response file kept as it is: %s", path);
         return RSP_PRESENT;
     }
-    pathJoin(pdf, folder, kDefaultPdfName);
+    _snwprintf(pdf, kPdfPathChars + 1, L"%s\\%s", folder, kDefaultPdfName);
+    pdf[kPdfPathChars] = L'\0';
     char bytes[kRspBytes];
     int length = gs2_BuildDefaultRspText(pdf, bytes, kRspBytes);
     // CREATE_NEW: should the file appear meanwhile, it is still not replaced.

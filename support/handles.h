@@ -54,7 +54,14 @@ struct FindTraits {
     static void close(HANDLE h) { FindClose(h); }
 };
 
+struct ServiceTraits {
+    static SC_HANDLE empty() { return nullptr; }
+    static bool valid(SC_HANDLE h) { return h != nullptr; }
+    static void close(SC_HANDLE h) { CloseServiceHandle(h); }
+};
+
 using ScopedHKey = ScopedWin<HKEY, HKeyTraits>;
 using ScopedHandle = ScopedWin<HANDLE, FileTraits>;  // files, processes, threads
 using ScopedModule = ScopedWin<HMODULE, ModuleTraits>;
 using ScopedFind = ScopedWin<HANDLE, FindTraits>;
+using ScopedService = ScopedWin<SC_HANDLE, ServiceTraits>;  // service manager and services

@@ -2,6 +2,7 @@
 // library file, installed printers, and the data folder.
 #include <gtest/gtest.h>
 #include <string>
+#include <vector>
 #include "app/identity.h"
 #include "detect/gs.h"
 #include "detect/locations.h"
@@ -104,6 +105,93 @@ TEST_F(Detection, RootAndConsolePathFromGsDll)
     EXPECT_EQ(1, gs2_IsGhostscriptInstalled());
 }
 
+// The registry view this process does not see by default (a 64-bit installer's from a 32-bit
+// process, and the other way round).
+const REGSAM kOtherView = sizeof(void *) == 8 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
+
+void addPlaced(const wchar_t *vendor, REGSAM view, const wchar_t *version, const wchar_t *gsDll)
+{
+    std::wstring path = std::wstring(L"Software\\") + vendor + L"\\" + version;
+    HKEY key;
+    ASSERT_EQ(0, RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS | view, nullptr,
+                                 &key, nullptr));
+    RegSetValueExW(key, L"GS_DLL", 0, REG_SZ, reinterpret_cast<const BYTE *>(gsDll),
+                   static_cast<DWORD>((wcslen(gsDll) + 1) * sizeof(wchar_t)));
+    RegCloseKey(key);
+}
+
+bool keyIn(REGSAM view, const wchar_t *path)
+{
+    HKEY key;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ | view, &key) != 0)
+        return false;
+    RegCloseKey(key);
+    return true;
+}
+
+void clearPlaces()
+{
+    for (REGSAM view : {static_cast<REGSAM>(0), kOtherView}) {
+        for (const wchar_t *vendor : {L"Software\\GPL Ghostscript", L"Software\\Artifex Ghostscript"}) {
+            HKEY software;
+            if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Software", 0, KEY_ALL_ACCESS | view, &software) == 0) {
+                RegDeleteTreeW(software, vendor + 9);
+                RegCloseKey(software);
+            }
+        }
+    }
+}
+
+// The first place is the 32-bit installer's, as always; only when it has no usable Ghostscript
+// do the other view and the commercial builds' key count, with the same version choice. The
+// console program follows the library: gsdll64.dll comes with gswin64c.exe.
+TEST_F(Detection, GhostscriptInTheOtherViewOrUnderArtifex)
+{
+    const wchar_t *gpl = L"GPL Ghostscript", *artifex = L"Artifex Ghostscript";
+    struct Place {
+        const wchar_t *vendor;
+        bool other;
+        const wchar_t *version, *dll;
+    };
+    const struct {
+        std::vector<Place> places;
+        const wchar_t *version, *console;  // null: not installed
+    } rows[] = {
+        {{{gpl, true, L"9.53", L"C:\\Program Files\\gs\\gs9.53\\bin\\gsdll64.dll"},
+          {gpl, true, L"9.10", L"C:\\Program Files\\gs\\gs9.10\\bin\\gsdll64.dll"}},
+         L"9.53", L"C:\\Program Files\\gs\\gs9.53\\bin\\gswin64c.exe"},
+        {{{artifex, false, L"10.02", L"C:\\gs\\gs10.02\\bin\\gsdll32.dll"}}, L"10.02", L"C:\\gs\\gs10.02\\bin\\gswin32c.exe"},
+        {{{artifex, true, L"10.02", L"C:\\gs\\gs10.02\\bin\\GSDLL64.DLL"}}, L"10.02", L"C:\\gs\\gs10.02\\bin\\gswin64c.exe"},
+        // A usable first place wins over the others.
+        {{{gpl, false, L"9.05", L"C:\\gs\\gs9.05\\bin\\gsdll32.dll"}, {gpl, true, L"9.53", L"C:\\gs\\gs9.53\\bin\\gsdll64.dll"}},
+         L"9.05", L"C:\\gs\\gs9.05\\bin\\gswin32c.exe"},
+        // An unusable one does not: its value lacks gs followed by the version.
+        {{{gpl, false, L"9.05", L"D:\\ghost\\gsdll32.dll"}, {artifex, true, L"9.56", L"C:\\gs\\gs9.56\\bin\\gsdll64.dll"}},
+         L"9.56", L"C:\\gs\\gs9.56\\bin\\gswin64c.exe"},
+        {{{artifex, true, L"9.56", L"D:\\ghost\\gsdll64.dll"}}, nullptr, nullptr},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(testing::PrintToString(std::wstring(row.console ? row.console : L"<none>")));
+        clearPlaces();
+        gs2_ResetForTest();
+        for (const Place &p : row.places)
+            addPlaced(p.vendor, p.other ? kOtherView : 0, p.version, p.dll);
+        wchar_t root[257], version[16], console[257] = L"";
+        EXPECT_EQ(row.version ? 1 : 0, gs2_IsGhostscriptInstalled());
+        if (!row.version)
+            continue;
+        ASSERT_EQ(1, gs2_GetGhostscriptConsolePath(console));
+        EXPECT_STREQ(row.console, console);
+        ASSERT_EQ(1, gs2_GetGhostscriptRoot(root, version));
+        EXPECT_STREQ(row.version, version);
+        EXPECT_STREQ(row.version, gs2_ChosenVersion());
+    }
+    // Only the first place is created when missing, in this process's own view.
+    EXPECT_TRUE(keyIn(0, kGsRoot));
+    EXPECT_FALSE(keyIn(0, L"Software\\Artifex Ghostscript"));
+    clearPlaces();
+}
+
 TEST_F(Detection, ExpandStringIsIgnoredAndGsLibTriedWithTheSameByteCount)
 {
     // GS_LIB is read with the byte count the GS_DLL query left behind.
@@ -157,7 +245,8 @@ TEST_F(Detection, SummaryAndRequiredComponentsUseTheCachedFlags)
 
 // Fakes for the redirection entry points, recording what they were given.
 int g_calls;
-PVOID g_firstArg, g_secondArg;
+PVOID g_firstArg;
+std::vector<PVOID> g_secondArgs;
 BOOL g_firstResult;
 BOOL WINAPI fakeFirst(PVOID state)
 {
@@ -168,7 +257,7 @@ BOOL WINAPI fakeFirst(PVOID state)
 BOOL WINAPI fakeSecond(PVOID state)
 {
     g_calls = g_calls * 10 + 2;
-    g_secondArg = state;
+    g_secondArgs.push_back(state);
     return TRUE;
 }
 
@@ -223,10 +312,13 @@ TEST_F(Detection, RedMonUnderWow64FollowsTheRedirectionSequence)
         if (row.file)
             testkit::writeFile(redmonPath(row.file), "MZ");
         g_calls = 0;
+        g_secondArgs.clear();
         EXPECT_EQ(row.expected, gs2_IsRedMonInstalled());
-        EXPECT_EQ(12, g_calls);
+        EXPECT_EQ(122, g_calls);  // then redirection is switched back on
         EXPECT_NE(nullptr, g_firstArg);
-        EXPECT_EQ(g_firstArg, g_secondArg);  // both get the address of the saved state
+        ASSERT_EQ(2u, g_secondArgs.size());
+        EXPECT_EQ(g_firstArg, g_secondArgs[0]);  // both get the address of the saved state
+        EXPECT_EQ(nullptr, g_secondArgs[1]);
         if (row.file)
             DeleteFileW(redmonPath(row.file).c_str());
     }
@@ -250,8 +342,66 @@ TEST_F(Detection, RedMonUnderWow64FollowsTheRedirectionSequence)
     g_calls = 0;
     testkit::deleteRegTree(HKEY_LOCAL_MACHINE, kRedMonMonitorKey);
     EXPECT_EQ(1, gs2_IsRedMonInstalled());
-    EXPECT_EQ(12, g_calls);
+    EXPECT_EQ(122, g_calls);
     EXPECT_FALSE(keyExists(kRedMonMonitorKey));
+}
+
+// RedMon 1.9's library names, or the one its registration names, in the machine's own system
+// folder, when RedMon 1.7's redmonnt.dll is not there.
+TEST_F(Detection, RedMon19NamesInTheRealSystemFolder)
+{
+    wchar_t windows[MAX_PATH];
+    GetSystemWindowsDirectoryW(windows, MAX_PATH);
+    // From a 32-bit process the machine's own folder is Sysnative; the 32-bit one does not count.
+    const std::wstring real = sysIsWow64() ? std::wstring(windows) + L"\\Sysnative" : testkit::systemDir();
+    const struct {
+        const wchar_t *file;    // in the real system folder
+        const wchar_t *driver;  // the monitor's Driver value; null: none
+        int expected;
+    } rows[] = {
+        {L"redmon64.dll", nullptr, 1},
+        {L"redmon32.dll", nullptr, 1},
+        {L"monitor19.dll", L"monitor19.dll", 1},
+        {L"monitor19.dll", nullptr, 0},
+        {L"redmon.dll", L"C:\\elsewhere\\redmon.dll", 0},  // a bare name in the system folder only
+        {nullptr, L"missing.dll", 0},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(testing::PrintToString(std::wstring(row.file ? row.file : L"<none>")));
+        testkit::deleteRegTree(HKEY_LOCAL_MACHINE, kRedMonMonitorKey);
+        if (row.driver) {
+            HKEY key;
+            RegCreateKeyExW(HKEY_LOCAL_MACHINE, kRedMonMonitorKey, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr);
+            RegSetValueExW(key, L"Driver", 0, REG_SZ, reinterpret_cast<const BYTE *>(row.driver),
+                           static_cast<DWORD>((wcslen(row.driver) + 1) * 2));
+            RegCloseKey(key);
+        }
+        const std::wstring file = row.file ? real + L"\\" + row.file : L"";
+        if (row.file) {
+            ASSERT_TRUE(testkit::writeFile(file, "MZ"));
+        }
+        EXPECT_EQ(row.expected, gs2_IsRedMonInstalled());
+        if (row.file)
+            DeleteFileW(file.c_str());
+    }
+    testkit::deleteRegTree(HKEY_LOCAL_MACHINE, kRedMonMonitorKey);
+}
+
+// Under WOW64 for real (the 32-bit build): after the check this thread's file names are
+// redirected again, so system32 means the 32-bit folder, where the marker file is not.
+TEST_F(Detection, RedirectionIsOnAgainAfterTheRedMonCheck)
+{
+    if (!sysIsWow64())
+        GTEST_SKIP() << "not under WOW64; the call sequence is checked through the seam";
+    wchar_t windows[MAX_PATH];
+    GetSystemWindowsDirectoryW(windows, MAX_PATH);
+    const std::wstring native = std::wstring(windows) + L"\\Sysnative\\tlpdf-redirection.txt";
+    const std::wstring redirected = testkit::systemDir() + L"\\tlpdf-redirection.txt";
+    ASSERT_TRUE(testkit::writeFile(native, "64"));
+    ASSERT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(redirected.c_str()));
+    gs2_IsRedMonInstalled();
+    EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(redirected.c_str()));
+    DeleteFileW(native.c_str());
 }
 
 TEST(Printers, NameTestUsesTheFirstWordAndFoldsAToZ)

@@ -75,6 +75,12 @@ const StringRow kStrings[] = {
     {IDS_DRIVER_NAME_REFUSED, L"The printer driver name \"%s\" cannot be used: it contains a double quote, a "
                               L"percent sign or a control character. Correct the Printer line of ~tlpdf_cust.txt "
                               L"beside this program."},
+    {IDS_SPOOLER_REFUSED, L"The Print Spooler service is disabled or does not start, so the TessaloomPDF printer "
+                          L"cannot be set up. Nothing was changed. Open Services (services.msc), set Print Spooler's "
+                          L"startup type to Automatic, start it, then run this setup again."},
+    {IDS_DATA_FOLDER_TOO_LONG, L"The folder %s has too long a path for the TessaloomPDF printer's response file. "
+                               L"Nothing was changed. Move the Documents folder to a shorter path, then run this "
+                               L"setup again."},
 };
 
 // Callers use these ids and rely on them loading nothing.

@@ -36,17 +36,7 @@ std::wstring loaded(UINT id)
 }
 
 // GSPDF_SETUP as stored: -1 when absent.
-long setupFlag()
-{
-    HKEY key;
-    DWORD value = 0, size = sizeof(value), type = 0;
-    if (RegOpenKeyExW(HKEY_CURRENT_USER, kSettingsKey, 0, KEY_READ, &key) != 0)
-        return -1;
-    LONG rc = RegQueryValueExW(key, L"GSPDF_SETUP", nullptr, &type, reinterpret_cast<BYTE *>(&value), &size);
-    RegCloseKey(key);
-    return rc == 0 && type == REG_DWORD ? static_cast<long>(value) : -1;
-}
-
+long setupFlag() { return testkit::readRegDword(HKEY_CURRENT_USER, kSettingsKey, L"GSPDF_SETUP"); }
 
 std::wstring printerPort(const wchar_t *name)
 {
@@ -258,6 +248,63 @@ TEST_F(Setup, ExistingPrinterIsDeletedFirstAndThePortReplaced)
     EXPECT_NE(std::wstring::npos, testkit::traceText().find(L"\tExisting redirected port (TessaloomPDF:) removed.\r\n"));
 }
 
+// An old printer that the installer cannot delete stays on its old port; the install then fails
+// and the printer found afterwards is not ours.
+TEST_F(Setup, OldPrinterThatCannotBeDeletedIsAFailure)
+{
+    ASSERT_TRUE(testkit::addPrinter(L"TessaloomPDF", L"LPT1:"));
+    testkit::setStandInMode(L"keepold");
+    std::vector<testkit::BoxInfo> boxes;
+    EXPECT_EQ(0u, run(&boxes, 1));
+    ASSERT_EQ(1u, boxes.size());
+    EXPECT_EQ(L"Failed to add TessaloomPDF printer driver.\r\n", boxes[0].text);
+    EXPECT_EQ(0, setupFlag());
+    EXPECT_EQ(L"LPT1:", printerPort(L"TessaloomPDF"));
+    EXPECT_EQ(2u, installerLines().size());  // the refused delete, then the install
+    EXPECT_NE(std::wstring::npos, testkit::traceText().find(L"\t\tPrinter TessaloomPDF is on port \"LPT1:\", not on "
+                                                            L"TessaloomPDF:.\r\n\t\tFailed = rundll32"));
+}
+
+// The response file's path must fit whole: at the limit the port's Arguments name it complete;
+// one character more and the setup refuses, naming the folder, before anything is changed.
+TEST_F(Setup, LongDocumentsPathGivesCompleteArgumentsOrARefusal)
+{
+    dbg_SetDebugMode(0);  // the trace file's own path would not fit either
+    const std::wstring base = L"C:\\tlpdf-long";
+    // Documents + "\\TessaloomPDF" + "\\tl2pdf.rsp" is 256 characters at the limit.
+    const size_t limit = 256 - 13 - 11;
+    for (size_t length : {limit, limit + 1}) {
+        SCOPED_TRACE(length);
+        testkit::removeTree(base);
+        const std::wstring documents = base + L"\\" + std::wstring(length - base.size() - 1, L'd');
+        ASSERT_EQ(length, documents.size());
+        std::wstring previous = testkit::setDocuments(documents);
+        testkit::deleteRegTree(HKEY_LOCAL_MACHINE, kMonitorKey);
+        testkit::clearStandInLog();
+        std::vector<testkit::BoxInfo> boxes;
+        UINT result = run(&boxes, length == limit ? 0 : 1);
+        const std::wstring arguments = testkit::readRegString(
+            HKEY_LOCAL_MACHINE, (std::wstring(kMonitorKey) + L"\\Ports\\TessaloomPDF:").c_str(), L"Arguments");
+        if (length == limit) {
+            EXPECT_NE(0u, result);
+            EXPECT_EQ(L"@\"" + documents + L"\\TessaloomPDF\\tl2pdf.rsp\" -c save pop -f -", arguments);
+            EXPECT_NE(std::string::npos, testkit::readFile(documents + L"\\TessaloomPDF\\tl2pdf.rsp")
+                                             .find("TessaloomPDF/TessaloomPDF.pdf\"\r\n"));
+        } else {
+            EXPECT_EQ(0u, result);
+            ASSERT_EQ(1u, boxes.size());
+            EXPECT_EQ(L"The folder " + documents + L"\\TessaloomPDF has too long a path for the TessaloomPDF "
+                      L"printer's response file. Nothing was changed. Move the Documents folder to a shorter path, "
+                      L"then run this setup again.", boxes[0].text);
+            EXPECT_EQ(L"", arguments);  // no port key
+            EXPECT_TRUE(installerLines().empty());
+        }
+        testkit::restoreDocuments(previous);
+    }
+    EXPECT_EQ(1, setupFlag());  // from the first run only
+    testkit::removeTree(base);
+}
+
 TEST_F(Setup, DriverFromTheVersionOrTheCustomisationFile)
 {
     const struct {
@@ -340,25 +387,11 @@ TEST_F(Setup, RealProgramCompletesAndExitsWithoutRunningAPlantedInstaller)
     std::wstring besideProgram = testkit::plantRundll32(testkit::exeDir());
     testkit::plantRundll32(work);
     testkit::Child child(testkit::binPath(L"tlpdf.exe"), L"", work);
-    HWND main = testkit::waitTopWindow(child.pid(), L"tlpdf_class");
-    ASSERT_NE(nullptr, main);
-    HWND dialog = nullptr;
-    ASSERT_TRUE(testkit::waitFor([&] { return (dialog = FindWindowExW(main, nullptr, L"#32770", nullptr)) != nullptr; }));
-    // Ready: the dialog has set its status line and the program serves its message loop.
-    ASSERT_TRUE(testkit::waitFor([&] { return !testkit::windowText(GetDlgItem(dialog, IDC_STATUS)).empty(); }));
-    DWORD_PTR ignored;
-    ASSERT_TRUE(SendMessageTimeoutW(main, WM_NULL, 0, 0, SMTO_NORMAL, 10000, &ignored));
-    // What a click sends; a cross-process BM_CLICK depends on mouse capture and focus.
-    SendMessageW(GetDlgItem(dialog, IDC_DEBUG), BM_SETCHECK, BST_CHECKED, 0);
-    SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDC_DEBUG, BN_CLICKED), reinterpret_cast<LPARAM>(GetDlgItem(dialog, IDC_DEBUG)));
-    ASSERT_TRUE(IsWindowVisible(GetDlgItem(dialog, IDC_REPORT)));  // debug mode is on
-    PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDC_SETUP, BN_CLICKED), reinterpret_cast<LPARAM>(GetDlgItem(dialog, IDC_SETUP)));
-    HWND box = nullptr;
-    ASSERT_TRUE(testkit::waitFor([&] { return (box = testkit::findMessageBox(child.pid())) != nullptr; }, 60000));
-    testkit::BoxInfo info = testkit::readMessageBox(box);
+    testkit::BoxInfo info = testkit::pressSetup(child, true);
+    ASSERT_NE(nullptr, info.window);
     EXPECT_EQ(L" Message", info.caption);
     EXPECT_EQ(L"TessaloomPDF driver setup completed. You can now restart your Tessaloom program.", info.text);
-    testkit::closeMessageBox(box);
+    testkit::closeMessageBox(info.window);
     DWORD code = 1;
     EXPECT_TRUE(child.waitExit(20000, &code));
     EXPECT_EQ(0u, code);

@@ -6,7 +6,8 @@
 //   log.txt      one UTF-8 line per run, written before it acts:
 //                "<tag>\t<own module path>\t<raw command line>\r\n"; tag RAN for the copy in the
 //                system folder, PLANTED for a copy anywhere else (a planted copy never acts)
-//   control.txt  optional, "mode=<mode>": noop (log only), sleep:<ms> (sleep, then act)
+//   control.txt  optional, "mode=<mode>": noop (log only), sleep:<ms> (sleep, then act),
+//                keepold (a /dl is refused, as the spooler refuses while jobs are pending)
 //   drivers.txt  optional, UTF-8, one accepted driver name a line; absent: any name is accepted
 //   rundll32.exe.orig  Wine's own system32 file while the stand-in replaces it
 // Exit codes: 0 done; 1 the printer exists already (nothing replaced); 2 driver not accepted;
@@ -37,11 +38,26 @@ void removeRundll32();  // Wine's own rundll32 back, override gone: the stub ins
 std::wstring standInExe();  // the built stand-in
 std::vector<StandInRun> standInLog();
 void clearStandInLog();
-// nullptr or "" for normal operation; "noop" or "sleep:<ms>".
+// nullptr or "" for normal operation; "noop", "sleep:<ms>" or "keepold".
 void setStandInMode(const wchar_t *mode);
 // Empty: every driver name is accepted.
 void setStandInDrivers(const std::vector<std::wstring> &names);
 // Copies the stand-in into a folder; that copy only logs (tag PLANTED). Returns its path.
 std::wstring plantRundll32(const std::wstring &folder);
+
+// The stand-in port monitor (tests/tools/standin_monitor.cpp), registered as "Redirected Port".
+// Its DLL goes into the system folder of each architecture under one name, so that the
+// monitor's registration (its Driver value) names a file that 32- and 64-bit processes find.
+constexpr const wchar_t *kMonitorDir = L"C:\\tlpdf-monitor";
+constexpr const wchar_t *kMonitorDll = L"tlpdfmon.dll";
+
+// Copies both builds into place, registers the monitor, clears its log and its list of ports.
+bool installMonitor();
+// Unregisters the monitor and removes its files.
+void removeMonitor();
+// What the monitor lists as its ports (as a spooler that knew them at its start would).
+void setMonitorPorts(const std::vector<std::wstring> &ports);
+// The monitor's configuration calls, "AddPort\t<name>" and "DeletePort\t<name>".
+std::vector<std::wstring> monitorLog();
 
 }  // namespace testkit

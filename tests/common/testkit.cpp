@@ -2,6 +2,7 @@
 #include "tests/common/testkit.h"
 #include <shellapi.h>
 #include "diag/trace.h"
+#include "res/resource.h"
 
 namespace testkit {
 
@@ -286,6 +287,58 @@ std::wstring exeAsWindowsVersion(const std::wstring &exe, const std::wstring &ne
     return copy;
 }
 
+BoxInfo pressSetup(const Child &child, bool debug, DWORD boxTimeoutMs)
+{
+    HWND main = waitTopWindow(child.pid(), L"tlpdf_class");
+    HWND dialog = nullptr;
+    if (!main || !waitFor([&] { return (dialog = FindWindowExW(main, nullptr, L"#32770", nullptr)) != nullptr; }))
+        return BoxInfo();
+    // Ready: the dialog has set its status line and the program serves its message loop.
+    waitFor([&] { return !windowText(GetDlgItem(dialog, IDC_STATUS)).empty(); });
+    DWORD_PTR ignored;
+    SendMessageTimeoutW(main, WM_NULL, 0, 0, SMTO_NORMAL, 10000, &ignored);
+    // What a click sends; a cross-process BM_CLICK depends on mouse capture and focus.
+    if (debug) {
+        SendMessageW(GetDlgItem(dialog, IDC_DEBUG), BM_SETCHECK, BST_CHECKED, 0);
+        SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDC_DEBUG, BN_CLICKED),
+                     reinterpret_cast<LPARAM>(GetDlgItem(dialog, IDC_DEBUG)));
+    }
+    PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDC_SETUP, BN_CLICKED),
+                 reinterpret_cast<LPARAM>(GetDlgItem(dialog, IDC_SETUP)));
+    HWND box = nullptr;
+    if (!waitFor([&] { return (box = findMessageBox(child.pid())) != nullptr; }, boxTimeoutMs))
+        return BoxInfo();
+    return readMessageBox(box);
+}
+
+namespace {
+const wchar_t kShellFolders[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders";
+
+void putDocuments(const std::wstring &folder)
+{
+    HKEY key;
+    if (RegCreateKeyExW(HKEY_CURRENT_USER, kShellFolders, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr))
+        return;
+    if (folder.empty())
+        RegDeleteValueW(key, L"Personal");
+    else
+        RegSetValueExW(key, L"Personal", 0, REG_EXPAND_SZ, reinterpret_cast<const BYTE *>(folder.c_str()),
+                       static_cast<DWORD>((folder.size() + 1) * sizeof(wchar_t)));
+    RegCloseKey(key);
+}
+}  // namespace
+
+std::wstring setDocuments(const std::wstring &folder)
+{
+    std::wstring previous = readRegString(HKEY_CURRENT_USER, kShellFolders, L"Personal");
+    CreateDirectoryW(folder.substr(0, folder.find_last_of(L'\\')).c_str(), nullptr);
+    CreateDirectoryW(folder.c_str(), nullptr);
+    putDocuments(folder);
+    return previous;
+}
+
+void restoreDocuments(const std::wstring &previous) { putDocuments(previous); }
+
 std::wstring readRegString(HKEY root, const wchar_t *path, const wchar_t *name, DWORD *type)
 {
     wchar_t data[1024] = L"";
@@ -298,6 +351,17 @@ std::wstring readRegString(HKEY root, const wchar_t *path, const wchar_t *name, 
     if (type)
         *type = rc == 0 ? t : REG_NONE;
     return rc == 0 ? std::wstring(data) : L"";
+}
+
+long readRegDword(HKEY root, const wchar_t *path, const wchar_t *name)
+{
+    HKEY key;
+    DWORD value = 0, size = sizeof(value), type = 0;
+    if (RegOpenKeyExW(root, path, 0, KEY_READ, &key) != 0)
+        return -1;
+    LONG rc = RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE *>(&value), &size);
+    RegCloseKey(key);
+    return rc == 0 && type == REG_DWORD ? static_cast<long>(value) : -1;
 }
 
 bool deleteRegTree(HKEY root, const wchar_t *path)

@@ -75,7 +75,19 @@ private:
 // ("winxp", "vista", "win7", "win8", "win10") for that name. Returns the copy's path.
 std::wstring exeAsWindowsVersion(const std::wstring &exe, const std::wstring &newName, const wchar_t *version);
 
+// Starts nothing: drives a started program. Waits for its main dialog to be ready, ticks
+// "Check to run in Debug mode" when asked, presses "Setup TessaloomPDF Now..." and returns the
+// first message box the program then shows, left open (window null when none came in time).
+BoxInfo pressSetup(const Child &child, bool debug, DWORD boxTimeoutMs = 60000);
+
+// Points the user's Documents folder at `folder` (made when missing, with its parent); returns
+// the previous setting for restoreDocuments ("" when there was none).
+std::wstring setDocuments(const std::wstring &folder);
+void restoreDocuments(const std::wstring &previous);
+
 std::wstring readRegString(HKEY root, const wchar_t *path, const wchar_t *name, DWORD *type = nullptr);
+// A REG_DWORD value; -1 when it is absent or of another type.
+long readRegDword(HKEY root, const wchar_t *path, const wchar_t *name);
 bool deleteRegTree(HKEY root, const wchar_t *path);
 
 // The test runner also serves as a child program: "runner.exe --mode ARGS..." runs the mode

@@ -52,6 +52,14 @@ rig_start_wine() {
         "$WINELOADER" wineboot -i >/dev/null 2>&1 || true
         wineserver -w
     fi
+    # Wine links the user's folders (Documents among them) to $HOME: the tests' data folder and
+    # trace would then be shared with every other prefix on the machine. Own folders instead.
+    local link
+    for link in "$prefix"/drive_c/users/*/*; do
+        if [ -L "$link" ]; then
+            rm -f "$link" && mkdir -p "$link"
+        fi
+    done
     wineserver -f -p >/dev/null 2>&1 &
     RIG_SERVER_PID=$!
     # No window manager: unmanaged windows avoid Wine's 2 s wait on hide/destroy;

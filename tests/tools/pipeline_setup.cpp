@@ -18,28 +18,6 @@
 namespace {
 
 const wchar_t kPortKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected Port\\Ports\\TessaloomPDF:";
-const wchar_t kShellFolders[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders";
-
-// Points Documents at another folder; returns the previous setting (empty when none).
-std::wstring setDocuments(const std::wstring &folder, bool restore = false)
-{
-    std::wstring previous;
-    if (!restore) {
-        previous = testkit::readRegString(HKEY_CURRENT_USER, kShellFolders, L"Personal");
-        CreateDirectoryW(folder.substr(0, folder.find_last_of(L'\\')).c_str(), nullptr);
-        CreateDirectoryW(folder.c_str(), nullptr);
-    }
-    HKEY key;
-    if (RegCreateKeyExW(HKEY_CURRENT_USER, kShellFolders, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr) == 0) {
-        if (folder.empty())
-            RegDeleteValueW(key, L"Personal");
-        else
-            RegSetValueExW(key, L"Personal", 0, REG_EXPAND_SZ, reinterpret_cast<const BYTE *>(folder.c_str()),
-                           static_cast<DWORD>((folder.size() + 1) * sizeof(wchar_t)));
-        RegCloseKey(key);
-    }
-    return previous;
-}
 
 std::string utf8(const std::wstring &text)
 {
@@ -58,7 +36,7 @@ int wmain(int argc, wchar_t **argv)
         return 2;
     std::wstring previousDocuments;
     if (argc >= 3)
-        previousDocuments = setDocuments(argv[2]);
+        previousDocuments = testkit::setDocuments(argv[2]);
     appSetInstance(GetModuleHandleW(nullptr));
     appSetIdentity(GetModuleHandleW(nullptr));
     testkit::installGhostscript(true);
@@ -82,6 +60,6 @@ int wmain(int argc, wchar_t **argv)
     testkit::installRedMon(false);
     testkit::installGhostscript(false);
     if (argc >= 3)
-        setDocuments(previousDocuments, true);
+        testkit::restoreDocuments(previousDocuments);
     return result ? 0 : 1;
 }

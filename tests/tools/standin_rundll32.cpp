@@ -205,7 +205,7 @@ int act()
     if (action == L"/if" && !driver.empty() && !infFile.empty() && !printer.empty() && !port.empty())
         return install(driver, infFile, printer, port);
     if (action == L"/dl" && !target.empty())
-        return uninstall(target);
+        return mode == L"keepold" ? 5 : uninstall(target);  // as when jobs are pending
     return 3;
 }
 

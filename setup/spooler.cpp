@@ -1,0 +1,175 @@
+// The Print Spooler as the setup needs it: its service, its list of ports, the port monitor's
+// AddPort, and the port a printer is on. The spooler calls of the setup stay together here.
+#include "setup/spooler.h"
+#include <winspool.h>
+#include <cstdlib>
+#include <cwchar>
+#include "diag/trace.h"
+#include "support/handles.h"
+#include "support/str.h"
+
+const wchar_t kRedirectedPortMonitor[] = L"Redirected Port";
+
+namespace {
+
+const wchar_t kSpoolerService[] = L"Spooler";
+const DWORD kStartWaitMs = 30000;
+const DWORD kPollMs = 100;
+
+DWORD serviceState(SC_HANDLE service)
+{
+    SERVICE_STATUS_PROCESS status = {};
+    DWORD needed = 0;
+    if (!QueryServiceStatusEx(service, SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE *>(&status), sizeof(status),
+                              &needed))
+        return 0;
+    return status.dwCurrentState;
+}
+
+bool isDisabled(SC_HANDLE service)
+{
+    DWORD needed = 0;
+    QueryServiceConfigW(service, nullptr, 0, &needed);
+    if (!needed)
+        return false;
+    QUERY_SERVICE_CONFIGW *config = static_cast<QUERY_SERVICE_CONFIGW *>(calloc(needed, 1));
+    bool disabled = config && QueryServiceConfigW(service, config, needed, &needed) &&
+                    config->dwStartType == SERVICE_DISABLED;
+    free(config);
+    return disabled;
+}
+
+bool waitRunning(SC_HANDLE service, DWORD limitMs)
+{
+    DWORD start = GetTickCount();
+    for (;;) {
+        DWORD state = serviceState(service);
+        if (state == SERVICE_RUNNING)
+            return true;
+        if (state == 0 || state == SERVICE_STOPPED || GetTickCount() - start >= limitMs)
+            return false;
+        Sleep(kPollMs);
+    }
+}
+
+}  // namespace
+
+// The spooler builds its list of ports when it starts, and printui talks to it: a stopped
+// spooler is started here, a disabled one is reported, before anything is changed. When the
+// service manager cannot be asked, the setup goes on as it always did.
+SpoolerState splEnsureServiceRunning()
+{
+    ScopedService manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+    ScopedService service;
+    if (manager)
+        service.reset(OpenServiceW(manager.get(), kSpoolerService,
+                                   SERVICE_QUERY_STATUS | SERVICE_QUERY_CONFIG | SERVICE_START));
+    if (!service) {
+        dbg_TraceError(L"Print Spooler service cannot be queried; going on", GetLastError());
+        return SPL_UNKNOWN;
+    }
+    DWORD state = serviceState(service.get());
+    if (state == SERVICE_RUNNING)
+        return SPL_RUNNING;
+    if (isDisabled(service.get())) {
+        dbg_TraceLine(L"Print Spooler service is disabled.");
+        return SPL_REFUSED;
+    }
+    if (state == SERVICE_START_PENDING) {
+        dbg_TraceLine(L"Print Spooler service is starting: waiting for it.");
+    } else {
+        dbg_TraceLine(L"Print Spooler service is not running: starting it.");
+        if (!StartServiceW(service.get(), 0, nullptr) && GetLastError() != ERROR_SERVICE_ALREADY_RUNNING) {
+            dbg_TraceError(L"Print Spooler service did not start", GetLastError());
+            return SPL_REFUSED;
+        }
+    }
+    DWORD start = GetTickCount();
+    if (!waitRunning(service.get(), kStartWaitMs)) {
+        dbg_TraceLine(L"Print Spooler service is not running after %lu ms.", GetTickCount() - start);
+        return SPL_REFUSED;
+    }
+    dbg_TraceLine(L"Print Spooler service started (%lu ms).", GetTickCount() - start);
+    return SPL_STARTED;
+}
+
+int splIsPortKnown(const wchar_t *port)
+{
+    DWORD needed = 0, returned = 0;
+    if (!EnumPortsW(nullptr, 1, nullptr, 0, &needed, &returned) && GetLastError() != ERROR_INSUFFICIENT_BUFFER)
+        return -1;
+    if (!needed)
+        return 0;
+    BYTE *records = static_cast<BYTE *>(calloc(needed, 1));
+    if (!records)
+        return -1;
+    int known = -1;
+    if (EnumPortsW(nullptr, 1, records, needed, &needed, &returned)) {
+        const PORT_INFO_1W *info = reinterpret_cast<const PORT_INFO_1W *>(records);
+        known = 0;
+        for (DWORD i = 0; i < returned && !known; i++)
+            known = info[i].pName && _wcsicmp(info[i].pName, port) == 0;
+    }
+    free(records);
+    return known;
+}
+
+// The port name goes with its terminator, as the monitors' own configuration dialogs send it.
+int splAddMonitorPort(const wchar_t *monitor, const wchar_t *port, DWORD *status)
+{
+    wchar_t object[128];
+    _snwprintf(object, 128, L",XcvMonitor %s", monitor);
+    object[127] = L'\0';
+    PRINTER_DEFAULTSW defaults = {nullptr, nullptr, SERVER_ACCESS_ADMINISTER};
+    HANDLE xcv = nullptr;
+    if (!OpenPrinterW(object, &xcv, &defaults)) {
+        *status = GetLastError();
+        return 0;
+    }
+    DWORD needed = 0, answer = ERROR_SUCCESS;
+    if (!XcvDataW(xcv, L"AddPort", reinterpret_cast<BYTE *>(const_cast<wchar_t *>(port)),
+                  static_cast<DWORD>((wcslen(port) + 1) * sizeof(wchar_t)), nullptr, 0, &needed, &answer))
+        answer = GetLastError();
+    ClosePrinter(xcv);
+    *status = answer;
+    return 1;
+}
+
+int splGetPrinterPort(const wchar_t *printer, wchar_t *out, int capacity)
+{
+    out[0] = L'\0';
+    HANDLE handle = nullptr;
+    if (!OpenPrinterW(const_cast<wchar_t *>(printer), &handle, nullptr))
+        return 0;
+    DWORD needed = 0;
+    GetPrinterW(handle, 2, nullptr, 0, &needed);
+    BYTE *record = needed ? static_cast<BYTE *>(calloc(needed, 1)) : nullptr;
+    int read = 0;
+    if (record && GetPrinterW(handle, 2, record, needed, &needed)) {
+        const PRINTER_INFO_2W *info = reinterpret_cast<const PRINTER_INFO_2W *>(record);
+        strCopyN(out, info->pPortName ? info->pPortName : L"", capacity - 1);
+        read = 1;
+    }
+    free(record);
+    ClosePrinter(handle);
+    return read;
+}
+
+// A pooled printer lists its ports separated by commas; ours being one of them is enough.
+int splIsPrinterOnPort(const wchar_t *printer, const wchar_t *port)
+{
+    wchar_t ports[1024];
+    if (!splGetPrinterPort(printer, ports, 1024))
+        return 0;
+    for (wchar_t *item = ports; item && *item;) {
+        wchar_t *comma = wcschr(item, L',');
+        if (comma)
+            *comma = L'\0';
+        while (*item == L' ')
+            item++;
+        if (_wcsicmp(item, port) == 0)
+            return 1;
+        item = comma ? comma + 1 : nullptr;
+    }
+    return 0;
+}

@@ -1,0 +1,19 @@
+// The Print Spooler as the setup needs it: its service, its list of ports, the port monitor's
+// AddPort, and the port a printer is on.
+#pragma once
+#include <windows.h>
+
+extern const wchar_t kRedirectedPortMonitor[];  // "Redirected Port", RedMon's monitor name
+
+enum SpoolerState { SPL_RUNNING = 1, SPL_STARTED = 2, SPL_UNKNOWN = 3, SPL_REFUSED = 0 };
+SpoolerState splEnsureServiceRunning();
+
+// 1 when the running spooler lists the port, 0 when it does not, -1 when it cannot be asked.
+int splIsPortKnown(const wchar_t *port);
+// Sends AddPort to the monitor's configuration interface. Returns 0 with *status the error when
+// the monitor cannot be opened, else 1 with *status the monitor's answer.
+int splAddMonitorPort(const wchar_t *monitor, const wchar_t *port, DWORD *status);
+// The printer's port list ("" when the printer cannot be opened); 1 when it was read.
+int splGetPrinterPort(const wchar_t *printer, wchar_t *out, int capacity);
+// 1 when one of the printer's ports is `port` (names compared without regard to case).
+int splIsPrinterOnPort(const wchar_t *printer, const wchar_t *port);
