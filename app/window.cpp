@@ -34,6 +34,7 @@ ATOM g_classAtom;
 HWND g_mainWindow;
 HWND g_mainDialog;
 int g_exitAfterCommand;
+bool g_setupRunning;
 
 void postCommand(HWND window, UINT command) { PostMessageW(window, WM_COMMAND, MAKEWPARAM(command, 0), 0); }
 
@@ -155,6 +156,8 @@ LRESULT CALLBACK appMainWndProc(HWND window, UINT message, WPARAM wParam, LPARAM
         return 0;
     }
     case WM_CLOSE:
+        if (g_setupRunning)
+            return 0;  // closed once the setup is over, not under it
         dlgFreeWindowLists();
         return DefWindowProcW(window, message, wParam, lParam);
     case WM_DESTROY:
@@ -171,13 +174,19 @@ LRESULT CALLBACK appMainWndProc(HWND window, UINT message, WPARAM wParam, LPARAM
 // The whole word is compared, so only commands posted with notification 0 match.
 int appOnCommand(WPARAM command)
 {
+    // The setup serves messages while the installer runs: nothing posted meanwhile starts inside it.
+    if (g_setupRunning)
+        return 1;
     switch (static_cast<DWORD>(command)) {
     case IDM_INSTRUCTIONS:
         OpenDocumentOrUrl(g_mainWindow, L"" TLPDF_INSTRUCTIONS_URL);
         break;
-    case IDM_SETUP:
+    case IDM_SETUP: {
         // A successful setup with the printer present ends the program.
-        if (gs2_AutoSetupTessaloomPDF(g_mainWindow, L"", 1)) {
+        g_setupRunning = true;
+        UINT done = gs2_AutoSetupTessaloomPDF(g_mainWindow, L"", 1);
+        g_setupRunning = false;
+        if (done) {
             if (gs2_IsPdfPrinterInstalled()) {
                 msgMessageBoxId(g_mainWindow, IDS_SETUP_COMPLETED, MB_ICONINFORMATION);
                 g_exitAfterCommand = 1;
@@ -187,6 +196,7 @@ int appOnCommand(WPARAM command)
             appRefreshMainDialog();
         }
         break;
+    }
     case IDM_EXIT:
     case IDM_EXIT_ALT:
         PostMessageW(g_mainWindow, WM_CLOSE, 0, 0);

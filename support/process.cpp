@@ -7,6 +7,48 @@
 #include "support/res.h"
 #include "support/str.h"
 
+namespace {
+
+// Waits like WaitForSingleObject, but keeps this thread's windows alive meanwhile: painting,
+// timers (the progress box's dots) and sent messages are served. The owner's top-level window
+// is disabled for the wait so that no second command can start; a quit request that arrives
+// meanwhile is posted again for the message loop.
+DWORD waitServingMessages(HWND owner, HANDLE process, DWORD waitMs)
+{
+    HWND top = owner ? GetAncestor(owner, GA_ROOT) : nullptr;
+    bool disabled = top && IsWindowEnabled(top) && !EnableWindow(top, FALSE);
+    DWORD start = GetTickCount();
+    bool quit = false;
+    int quitCode = 0;
+    DWORD result;
+    for (;;) {
+        DWORD elapsed = GetTickCount() - start;
+        DWORD remaining = waitMs == INFINITE ? INFINITE : (elapsed >= waitMs ? 0 : waitMs - elapsed);
+        result = MsgWaitForMultipleObjects(1, &process, FALSE, remaining, QS_ALLINPUT);
+        if (result != WAIT_OBJECT_0 + 1)
+            break;
+        MSG message;
+        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+            if (message.message == WM_QUIT) {
+                quit = true;
+                quitCode = static_cast<int>(message.wParam);
+                continue;
+            }
+            TranslateMessage(&message);
+            DispatchMessageW(&message);
+        }
+    }
+    DWORD error = GetLastError();
+    if (disabled)
+        EnableWindow(top, TRUE);
+    if (quit)
+        PostQuitMessage(quitCode);
+    SetLastError(error);
+    return result;
+}
+
+}  // namespace
+
 int RunProcessAndWait(HWND owner, wchar_t *commandLine, int showState, DWORD waitMs)
 {
     return RunProcessAndWaitIn(owner, commandLine, showState, waitMs, nullptr);
@@ -34,7 +76,7 @@ int RunProcessAndWaitIn(HWND owner, wchar_t *commandLine, int showState, DWORD w
         msgMessageBoxIdText(owner, IDS_EXEC_FAILED, shown, MB_ICONEXCLAMATION);
         return 0;
     }
-    DWORD result = WaitForSingleObject(process.hProcess, waitMs);
+    DWORD result = waitServingMessages(owner, process.hProcess, waitMs);
     ReportWaitResult(owner, result, 0);
     if (result == WAIT_FAILED || result == WAIT_TIMEOUT || result == WAIT_ABANDONED)
         return 0;

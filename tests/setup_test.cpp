@@ -387,7 +387,26 @@ TEST_F(Setup, RealProgramCompletesAndExitsWithoutRunningAPlantedInstaller)
     std::wstring besideProgram = testkit::plantRundll32(testkit::exeDir());
     testkit::plantRundll32(work);
     testkit::Child child(testkit::binPath(L"tlpdf.exe"), L"", work);
-    testkit::BoxInfo info = testkit::pressSetup(child, true);
+    // A slow installer: the window keeps answering, stays disabled, and the progress dots grow.
+    testkit::setStandInMode(L"sleep:2500");
+    bool answered = false, disabled = false;
+    std::wstring dots;
+    testkit::BoxInfo info = testkit::pressSetup(child, true, 60000, [&](HWND main) {
+        HWND progress = nullptr;
+        testkit::waitFor([&] { return (progress = testkit::findTopWindow(child.pid(), L"#32770", L"Enabling PDF Support")) != nullptr; });
+        HWND text = GetDlgItem(progress, IDC_PROGRESS_TEXT);
+        testkit::waitFor([&] {
+            wchar_t buffer[256] = L"";  // the edit's own text: GetWindowText does not ask another process
+            SendMessageTimeoutW(text, WM_GETTEXT, 256, reinterpret_cast<LPARAM>(buffer), SMTO_NORMAL, 1000, nullptr);
+            return (dots = buffer).find(L"\r\n..") != std::wstring::npos;
+        });
+        DWORD_PTR ignored;
+        answered = SendMessageTimeoutW(main, WM_NULL, 0, 0, SMTO_NORMAL, 1000, &ignored) != 0;
+        disabled = !IsWindowEnabled(main);
+    });
+    EXPECT_TRUE(answered);
+    EXPECT_TRUE(disabled);
+    EXPECT_NE(std::wstring::npos, dots.find(L"Please wait...\r\n..")) << testing::PrintToString(dots);
     ASSERT_NE(nullptr, info.window);
     EXPECT_EQ(L" Message", info.caption);
     EXPECT_EQ(L"TessaloomPDF driver setup completed. You can now restart your Tessaloom program.", info.text);

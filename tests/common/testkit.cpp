@@ -287,7 +287,7 @@ std::wstring exeAsWindowsVersion(const std::wstring &exe, const std::wstring &ne
     return copy;
 }
 
-BoxInfo pressSetup(const Child &child, bool debug, DWORD boxTimeoutMs)
+BoxInfo pressSetup(const Child &child, bool debug, DWORD boxTimeoutMs, const std::function<void(HWND)> &whileRunning)
 {
     HWND main = waitTopWindow(child.pid(), L"tlpdf_class");
     HWND dialog = nullptr;
@@ -305,6 +305,8 @@ BoxInfo pressSetup(const Child &child, bool debug, DWORD boxTimeoutMs)
     }
     PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDC_SETUP, BN_CLICKED),
                  reinterpret_cast<LPARAM>(GetDlgItem(dialog, IDC_SETUP)));
+    if (whileRunning)
+        whileRunning(main);
     HWND box = nullptr;
     if (!waitFor([&] { return (box = findMessageBox(child.pid())) != nullptr; }, boxTimeoutMs))
         return BoxInfo();

@@ -78,7 +78,9 @@ std::wstring exeAsWindowsVersion(const std::wstring &exe, const std::wstring &ne
 // Starts nothing: drives a started program. Waits for its main dialog to be ready, ticks
 // "Check to run in Debug mode" when asked, presses "Setup TessaloomPDF Now..." and returns the
 // first message box the program then shows, left open (window null when none came in time).
-BoxInfo pressSetup(const Child &child, bool debug, DWORD boxTimeoutMs = 60000);
+// `whileRunning`, when given, is called with the main window right after the press.
+BoxInfo pressSetup(const Child &child, bool debug, DWORD boxTimeoutMs = 60000,
+                   const std::function<void(HWND)> &whileRunning = nullptr);
 
 // Points the user's Documents folder at `folder` (made when missing, with its parent); returns
 // the previous setting for restoreDocuments ("" when there was none).
