@@ -75,6 +75,7 @@
 #define IDS_PROGRESS_PRINTER        14956
 #define IDS_MISSING_GS              14957   // no text
 #define IDS_DRIVER_NAME_REFUSED     14960   // a driver name that would change the installer's batch line
+#define IDS_BATCH_FILE_REFUSED      14961   // the installer's batch file cannot be created and held safely
 
 #define IDS_PROGRESS_CAPTION        15020
 
