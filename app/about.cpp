@@ -8,6 +8,7 @@
 #include "support/res.h"
 #include "support/shell.h"
 #include "support/str.h"
+#include "support/syslib.h"
 #include "support/ver.h"
 #include "tlpdf_config.h"
 
@@ -37,7 +38,7 @@ bool queryString(void *block, const wchar_t *translation, const wchar_t *name, w
     query[127] = L'\0';
     wchar_t *value = nullptr;
     UINT length = 0;
-    if (!VerQueryValueW(block, query, reinterpret_cast<void **>(&value), &length) || !value || length == 0)
+    if (!sysVerQueryValueW(block, query, reinterpret_cast<void **>(&value), &length) || !value || length == 0)
         return false;
     strCopyN(out, value, 255);
     return out[0] != L'\0';
@@ -50,8 +51,8 @@ void verGetTranslation(const void *versionBlock, wchar_t *out)
     out[0] = L'\0';
     WORD *translation = nullptr;
     UINT length = 0;
-    if (VerQueryValueW(versionBlock, L"\\VarFileInfo\\Translation", reinterpret_cast<void **>(&translation),
-                       &length) &&
+    if (sysVerQueryValueW(versionBlock, L"\\VarFileInfo\\Translation", reinterpret_cast<void **>(&translation),
+                          &length) &&
         translation && length >= 2 * sizeof(WORD))
         _snwprintf(out, 9, L"%04x%04x", translation[0], translation[1]);
 }

@@ -3,6 +3,7 @@
 #include "support/appstate.h"
 #include "support/mem.h"
 #include "support/str.h"
+#include "support/syslib.h"
 #include "support/ver.h"
 
 static const DWORD kIdentityFlags = 0x006400FE;  // stored for other tools; not consulted here
@@ -38,7 +39,7 @@ int appReadVersionNumber(HINSTANCE instance, WORD *versionNumber, WORD *versionB
         MemLock<BYTE> data(block);
         VS_FIXEDFILEINFO *fixed = nullptr;
         UINT length = 0;
-        if (VerQueryValueW(data.get(), L"\\", reinterpret_cast<void **>(&fixed), &length) && fixed) {
+        if (sysVerQueryValueW(data.get(), L"\\", reinterpret_cast<void **>(&fixed), &length) && fixed) {
             *versionNumber = appVersionNumberFrom(HIWORD(fixed->dwProductVersionMS),
                                                   LOWORD(fixed->dwProductVersionMS),
                                                   HIWORD(fixed->dwProductVersionLS));

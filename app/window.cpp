@@ -16,6 +16,7 @@
 #include "support/rect.h"
 #include "support/shell.h"
 #include "support/sys.h"
+#include "support/syslib.h"
 #include "tlpdf_config.h"
 
 const wchar_t kMainWindowClass[] = L"tlpdf_class";
@@ -221,6 +222,8 @@ int appGetExitAfterCommand() { return g_exitAfterCommand; }
 
 int appRun(HINSTANCE instance, HINSTANCE previous, const wchar_t *commandLine, int showCommand)
 {
+    // Before anything can load a DLL: never from the program's folder or the current one.
+    sysHardenDllSearch();
     RECT rect = {kInitialLeft, kInitialTop, 0, 0};
     MSG message;
     ZeroMemory(&message, sizeof(message));

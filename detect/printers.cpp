@@ -1,10 +1,10 @@
 // The machine's printers, and which of them are this program's PDF printer.
 #include "detect/printers.h"
-#include <winspool.h>
 #include <cstdlib>
 #include <cwchar>
 #include "support/mem.h"
 #include "support/str.h"
+#include "support/syslib.h"
 
 const wchar_t kPdfPrinterName[] = L"TessaloomPDF";
 
@@ -33,7 +33,7 @@ HGLOBAL gs2_EnumPrinterNames(wchar_t separator)
 {
     const DWORD flags = PRINTER_ENUM_LOCAL | PRINTER_ENUM_CONNECTIONS;
     DWORD needed = 0, returned = 0;
-    if (!EnumPrintersW(flags, nullptr, 5, nullptr, 0, &needed, &returned) &&
+    if (!sysEnumPrintersW(flags, nullptr, 5, nullptr, 0, &needed, &returned) &&
         GetLastError() != ERROR_INSUFFICIENT_BUFFER)
         return nullptr;
     if (needed == 0)
@@ -42,7 +42,7 @@ HGLOBAL gs2_EnumPrinterNames(wchar_t separator)
     if (!records)
         return nullptr;
     HGLOBAL names = nullptr;
-    if (EnumPrintersW(flags, nullptr, 5, records, needed, &needed, &returned)) {
+    if (sysEnumPrintersW(flags, nullptr, 5, records, needed, &needed, &returned)) {
         const PRINTER_INFO_5W *info = reinterpret_cast<const PRINTER_INFO_5W *>(records);
         const wchar_t sep[2] = {separator, L'\0'};
         for (DWORD i = 0; i < returned; i++) {

@@ -24,9 +24,7 @@ Wow64RedirectionFn lookUp(HMODULE kernel, bool first)
 int libraryInSystemFolder(const wchar_t *library)
 {
     wchar_t system[PATH_BUFFER] = L"", path[PATH_BUFFER] = L"";
-    GetSystemDirectoryW(system, PATH_CHARS);
-    pathJoin(path, system, library);
-    return pathFileExists(path);
+    return pathSystemFolder(system) && pathJoinWhole(path, system, library) && pathFileExists(path) ? 1 : 0;
 }
 
 // The system folder of the machine's own architecture. A 32-bit process on 64-bit Windows

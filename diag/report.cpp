@@ -10,6 +10,7 @@
 #include "support/path.h"
 #include "support/str.h"
 #include "support/sys.h"
+#include "support/syslib.h"
 #include "tlpdf_config.h"
 
 const wchar_t kReportSubject[] = L"TLPDF Debug Report";
@@ -71,9 +72,8 @@ void mapi_LibraryPath(wchar_t *out)
         return;
     }
     wchar_t system[PATH_BUFFER] = L"";
-    GetSystemDirectoryW(system, PATH_CHARS);
-    out[0] = L'\0';
-    pathJoin(out, system, L"MAPI32.DLL");
+    if (!pathSystemFolder(system) || !pathJoinWhole(out, system, L"MAPI32.DLL"))
+        out[0] = L'\0';
 }
 
 int mapi_SendMailWithAttachment(HWND parent, const wchar_t *recipient, const wchar_t *subject,
@@ -86,7 +86,7 @@ int mapi_SendMailWithAttachment(HWND parent, const wchar_t *recipient, const wch
     if (!sendMail) {
         wchar_t path[PATH_BUFFER];
         mapi_LibraryPath(path);
-        library = LoadLibraryExW(path, nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+        library = sysLoadLibraryAt(path);
         if (!library)
             return 0;
         sendMail = reinterpret_cast<MapiSendMailFn>(

@@ -77,6 +77,7 @@
 #define IDS_DRIVER_NAME_REFUSED     14960   // a driver name that would change the installer's batch line
 #define IDS_SPOOLER_REFUSED         14961   // the Print Spooler service is disabled or does not start
 #define IDS_DATA_FOLDER_TOO_LONG    14962   // the response file's path would not fit
+#define IDS_BATCH_FILE_REFUSED      14963   // the installer's batch file cannot be created and held safely
 
 #define IDS_PROGRESS_CAPTION        15020
 

@@ -79,12 +79,13 @@ void gs2_ChooseDriverName(wchar_t *out)
     else if (sysIsVistaOrLater())
         driver = kDriverVista7;
     wchar_t folder[PATH_BUFFER] = L"", path[PATH_BUFFER] = L"", customised[kNameChars + 1];
-    GetModuleFileNameW(nullptr, folder, PATH_CHARS);
+    // A module name the system had to cut names no folder: then there is no customisation file.
+    int named = pathModuleFile(nullptr, folder);
     wchar_t *lastSeparator = wcsrchr(folder, L'\\');
     if (lastSeparator)
         lastSeparator[1] = L'\0';
-    pathJoin(path, folder, kCustomisationFile);
-    if (pathFileExists(path) && gs2_ReadCustomisedDriver(path, customised))
+    if (named && pathJoinWhole(path, folder, kCustomisationFile) && pathFileExists(path) &&
+        gs2_ReadCustomisedDriver(path, customised))
         driver = customised;
     strCopyN(out, driver, kNameChars - 1);
 }

@@ -6,6 +6,7 @@
 #include <cwchar>
 #include "diag/trace.h"
 #include "support/handles.h"
+#include "support/syslib.h"
 #include "support/str.h"
 
 const wchar_t kRedirectedPortMonitor[] = L"Redirected Port";
@@ -96,7 +97,7 @@ SpoolerState splEnsureServiceRunning()
 int splIsPortKnown(const wchar_t *port)
 {
     DWORD needed = 0, returned = 0;
-    if (!EnumPortsW(nullptr, 1, nullptr, 0, &needed, &returned) && GetLastError() != ERROR_INSUFFICIENT_BUFFER)
+    if (!sysEnumPortsW(nullptr, 1, nullptr, 0, &needed, &returned) && GetLastError() != ERROR_INSUFFICIENT_BUFFER)
         return -1;
     if (!needed)
         return 0;
@@ -104,7 +105,7 @@ int splIsPortKnown(const wchar_t *port)
     if (!records)
         return -1;
     int known = -1;
-    if (EnumPortsW(nullptr, 1, records, needed, &needed, &returned)) {
+    if (sysEnumPortsW(nullptr, 1, records, needed, &needed, &returned)) {
         const PORT_INFO_1W *info = reinterpret_cast<const PORT_INFO_1W *>(records);
         known = 0;
         for (DWORD i = 0; i < returned && !known; i++)
@@ -122,15 +123,15 @@ int splAddMonitorPort(const wchar_t *monitor, const wchar_t *port, DWORD *status
     object[127] = L'\0';
     PRINTER_DEFAULTSW defaults = {nullptr, nullptr, SERVER_ACCESS_ADMINISTER};
     HANDLE xcv = nullptr;
-    if (!OpenPrinterW(object, &xcv, &defaults)) {
+    if (!sysOpenPrinterW(object, &xcv, &defaults)) {
         *status = GetLastError();
         return 0;
     }
     DWORD needed = 0, answer = ERROR_SUCCESS;
-    if (!XcvDataW(xcv, L"AddPort", reinterpret_cast<BYTE *>(const_cast<wchar_t *>(port)),
+    if (!sysXcvDataW(xcv, L"AddPort", reinterpret_cast<BYTE *>(const_cast<wchar_t *>(port)),
                   static_cast<DWORD>((wcslen(port) + 1) * sizeof(wchar_t)), nullptr, 0, &needed, &answer))
         answer = GetLastError();
-    ClosePrinter(xcv);
+    sysClosePrinter(xcv);
     *status = answer;
     return 1;
 }
@@ -139,19 +140,19 @@ int splGetPrinterPort(const wchar_t *printer, wchar_t *out, int capacity)
 {
     out[0] = L'\0';
     HANDLE handle = nullptr;
-    if (!OpenPrinterW(const_cast<wchar_t *>(printer), &handle, nullptr))
+    if (!sysOpenPrinterW(const_cast<wchar_t *>(printer), &handle, nullptr))
         return 0;
     DWORD needed = 0;
-    GetPrinterW(handle, 2, nullptr, 0, &needed);
+    sysGetPrinterW(handle, 2, nullptr, 0, &needed);
     BYTE *record = needed ? static_cast<BYTE *>(calloc(needed, 1)) : nullptr;
     int read = 0;
-    if (record && GetPrinterW(handle, 2, record, needed, &needed)) {
+    if (record && sysGetPrinterW(handle, 2, record, needed, &needed)) {
         const PRINTER_INFO_2W *info = reinterpret_cast<const PRINTER_INFO_2W *>(record);
         strCopyN(out, info->pPortName ? info->pPortName : L"", capacity - 1);
         read = 1;
     }
     free(record);
-    ClosePrinter(handle);
+    sysClosePrinter(handle);
     return read;
 }
 

@@ -123,9 +123,12 @@ HWND msgOwnerWindow()
 {
     if (dlgModalCount() > 0)
         return dlgTopModal();
+    // A box disables its owner: another program's dialog must never be ours to disable.
     HWND foreground = GetForegroundWindow();
     wchar_t className[16] = L"";
-    if (foreground && IsWindow(foreground) && GetClassNameW(foreground, className, 16) &&
+    DWORD process = 0;
+    if (foreground && IsWindow(foreground) && GetWindowThreadProcessId(foreground, &process) &&
+        process == GetCurrentProcessId() && GetClassNameW(foreground, className, 16) &&
         wcscmp(className, L"#32770") == 0)
         return foreground;
     return g_defaultOwner;

@@ -84,6 +84,18 @@ bool findAttributes(const wchar_t *path, DWORD *attributes)
     return true;
 }
 
+// The system answers a buffer that is too small with the size it needs and leaves the buffer
+// as it was (or, for module names, cut): such a path is a failure, never a shorter or relative
+// name that the program would then act on.
+int fullPathOrNothing(UINT length, wchar_t *out)
+{
+    bool fits = length > 0 && length < static_cast<UINT>(PATH_CHARS);
+    bool full = fits && ((out[0] == L'\\' && out[1] == L'\\') || (out[0] && out[1] == L':' && out[2] == L'\\'));
+    if (!full)
+        out[0] = L'\0';
+    return full ? 1 : 0;
+}
+
 }  // namespace
 
 int pathIsAbsolute(const wchar_t *path)
@@ -268,6 +280,27 @@ int pathIsDirectory(const wchar_t *path)
         probe[length - 1] = L'\0';
     DWORD attributes = 0;
     return (findAttributes(probe, &attributes) && (attributes & FILE_ATTRIBUTE_DIRECTORY)) ? 1 : 0;
+}
+
+int pathSystemFolder(wchar_t *out) { return fullPathOrNothing(GetSystemDirectoryW(out, PATH_CHARS), out); }
+
+int pathWindowsFolder(wchar_t *out) { return fullPathOrNothing(GetWindowsDirectoryW(out, PATH_CHARS), out); }
+
+int pathTempFolder(wchar_t *out) { return fullPathOrNothing(GetTempPathW(PATH_CHARS, out), out); }
+
+int pathModuleFile(HMODULE module, wchar_t *out)
+{
+    return fullPathOrNothing(GetModuleFileNameW(module, out, PATH_CHARS), out);
+}
+
+// A join that had to cut the name (the field is full) names some other file: a failure here.
+int pathJoinWhole(wchar_t *destination, const wchar_t *directory, const wchar_t *name)
+{
+    size_t nameLength = name ? wcslen(name) : 0;
+    if (!nameLength || !pathJoin(destination, directory, name))
+        return 0;
+    size_t length = wcslen(destination);
+    return length >= nameLength && _wcsicmp(destination + length - nameLength, name) == 0 ? 1 : 0;
 }
 
 // A file that is already gone (or whose folder is) counts as deleted.

@@ -16,6 +16,14 @@ wchar_t *pathExtPattern(wchar_t *destination, const wchar_t *path);
 wchar_t *fileExtPattern(wchar_t *destination, const wchar_t *name);
 int filterIndexOf(const wchar_t *filter, const wchar_t *name);
 
+int pathJoinWhole(wchar_t *destination, const wchar_t *directory, const wchar_t *name);
+
+// Folders and module names from the system, whole and absolute, or 0 with an empty out.
+int pathSystemFolder(wchar_t *out);
+int pathWindowsFolder(wchar_t *out);
+int pathTempFolder(wchar_t *out);
+int pathModuleFile(HMODULE module, wchar_t *out);
+
 int pathFileExists(const wchar_t *path);
 int pathIsDirectory(const wchar_t *path);
 int pathDeleteFile(const wchar_t *path);

@@ -54,10 +54,18 @@ int RunProcessAndWait(HWND owner, wchar_t *commandLine, int showState, DWORD wai
     return RunProcessAndWaitIn(owner, commandLine, showState, waitMs, nullptr);
 }
 
-// A null folder means the caller's own. The handles stay open and a child that outlives the
-// wait keeps running: callers only need to know whether it finished in time.
 int RunProcessAndWaitIn(HWND owner, wchar_t *commandLine, int showState, DWORD waitMs,
                         const wchar_t *currentDirectory)
+{
+    return RunImageAndWait(owner, nullptr, commandLine, showState, waitMs, currentDirectory);
+}
+
+// A null image lets the system take the program from the command line, searching for it; a
+// caller that must not run a stand-in from some other folder names the image by full path.
+// A null folder means the caller's own. The handles stay open and a child that outlives the
+// wait keeps running: callers only need to know whether it finished in time.
+int RunImageAndWait(HWND owner, const wchar_t *image, wchar_t *commandLine, int showState, DWORD waitMs,
+                    const wchar_t *currentDirectory)
 {
     STARTUPINFOW startup;
     ZeroMemory(&startup, sizeof(startup));
@@ -68,7 +76,7 @@ int RunProcessAndWaitIn(HWND owner, wchar_t *commandLine, int showState, DWORD w
     }
     PROCESS_INFORMATION process;
     ZeroMemory(&process, sizeof(process));
-    BOOL created = CreateProcessW(nullptr, commandLine, nullptr, nullptr, FALSE, 0, nullptr, currentDirectory,
+    BOOL created = CreateProcessW(image, commandLine, nullptr, nullptr, FALSE, 0, nullptr, currentDirectory,
                                   &startup, &process);
     if (!created) {
         wchar_t shown[256];

@@ -5,5 +5,7 @@
 int RunProcessAndWait(HWND owner, wchar_t *commandLine, int showState, DWORD waitMs);
 int RunProcessAndWaitIn(HWND owner, wchar_t *commandLine, int showState, DWORD waitMs,
                         const wchar_t *currentDirectory);
+int RunImageAndWait(HWND owner, const wchar_t *image, wchar_t *commandLine, int showState, DWORD waitMs,
+                    const wchar_t *currentDirectory);
 void ReportWaitResult(HWND owner, DWORD result, int flag);
 int GetDocumentsFolder(HWND owner, wchar_t *out);

@@ -73,14 +73,16 @@ const StringRow kStrings[] = {
     {IDS_PROGRESS_PRINTER, L"Setting up TLPDF virtual printer. It may take a few minutes. Please wait..."},
     {IDS_PROGRESS_CAPTION, L"Enabling PDF Support"},
     {IDS_DRIVER_NAME_REFUSED, L"The printer driver name \"%s\" cannot be used: it contains a double quote, a "
-                              L"percent sign or a control character. Correct the Printer line of ~tlpdf_cust.txt "
-                              L"beside this program."},
+                              L"percent sign, a control character or a character that this system's code page "
+                              L"cannot hold exactly. Correct the Printer line of ~tlpdf_cust.txt beside this program."},
     {IDS_SPOOLER_REFUSED, L"The Print Spooler service is disabled or does not start, so the TessaloomPDF printer "
                           L"cannot be set up. Nothing was changed. Open Services (services.msc), set Print Spooler's "
                           L"startup type to Automatic, start it, then run this setup again."},
     {IDS_DATA_FOLDER_TOO_LONG, L"The folder %s has too long a path for the TessaloomPDF printer's response file. "
                                L"Nothing was changed. Move the Documents folder to a shorter path, then run this "
                                L"setup again."},
+    {IDS_BATCH_FILE_REFUSED, L"The setup file \"%s\" could not be created safely in the temporary folder, so the "
+                             L"printer was not installed. Close other programs and try again."},
 };
 
 // Callers use these ids and rely on them loading nothing.
