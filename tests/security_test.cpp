@@ -16,6 +16,9 @@
 
 namespace {
 
+using testkit::batchPath;
+using testkit::customisationPath;
+
 const wchar_t kMonitorKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected Port";
 const wchar_t kPortKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected Port\\Ports\\"
                            L"TessaloomPDF:";
@@ -23,14 +26,7 @@ const wchar_t kInjected[] = L"C:\\tlpdf-injected.txt";
 const wchar_t kPlantedLog[] = L"C:\\tlpdf-planted.log";
 const wchar_t kCompleted[] = L"TessaloomPDF driver setup completed. You can now restart your Tessaloom program.";
 
-std::wstring customisationPath() { return testkit::binPath(L"~tlpdf_cust.txt"); }
 
-std::wstring batchPath()
-{
-    wchar_t temp[MAX_PATH];
-    GetTempPathW(MAX_PATH, temp);
-    return std::wstring(temp) + L"tl2pdf_setup.bat";
-}
 
 bool exists(const std::wstring &path) { return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
 

@@ -16,17 +16,13 @@
 
 namespace {
 
+using testkit::batchPath;
+using testkit::customisationPath;
+
 const wchar_t kSettingsKey[] = L"Software\\Brindlecourt\\TessaloomPDF\\tlpdf";
 const wchar_t kMonitorKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected Port";
 const wchar_t kInstallTail[] = L" /f C:\\windows\\inf\\ntprint.inf  /b \"TessaloomPDF\" /r \"TessaloomPDF:\"";
 
-std::wstring customisationPath() { return testkit::binPath(L"~tlpdf_cust.txt"); }
-std::wstring batchPath()
-{
-    wchar_t temp[MAX_PATH];
-    GetTempPathW(MAX_PATH, temp);
-    return std::wstring(temp) + L"tl2pdf_setup.bat";
-}
 
 std::wstring loaded(UINT id)
 {

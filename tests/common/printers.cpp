@@ -76,6 +76,15 @@ std::string readFile(const std::wstring &path)
     return s.str();
 }
 
+std::wstring customisationPath() { return binPath(L"~tlpdf_cust.txt"); }
+
+std::wstring batchPath()
+{
+    wchar_t temp[MAX_PATH];
+    GetTempPathW(MAX_PATH, temp);
+    return std::wstring(temp) + L"tl2pdf_setup.bat";
+}
+
 std::wstring systemDir()
 {
     wchar_t dir[MAX_PATH];

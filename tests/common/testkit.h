@@ -116,6 +116,8 @@ void deleteAllPrinters();
 bool writeFile(const std::wstring &path, const std::string &bytes);
 std::string readFile(const std::wstring &path);
 std::wstring systemDir();
+std::wstring customisationPath();  // ~tlpdf_cust.txt beside the program under test
+std::wstring batchPath();          // the setup's batch file in the temporary folder
 std::wstring nativeSystemDir();  // the real system32, also from a 32-bit process
 std::wstring documentsDir();
 
