@@ -27,26 +27,13 @@ int libraryInSystemFolder(const wchar_t *library)
     return pathSystemFolder(system) && pathJoinWhole(path, system, library) && pathFileExists(path) ? 1 : 0;
 }
 
-// The system folder of the machine's own architecture. A 32-bit process on 64-bit Windows
-// reaches it through "Sysnative", which leaves its thread's redirection as it is.
-void realSystemFolder(wchar_t *folder)
-{
-    folder[0] = L'\0';
-    if (sysIsWow64()) {
-        wchar_t windows[PATH_BUFFER] = L"";
-        GetSystemWindowsDirectoryW(windows, PATH_CHARS);
-        if (pathJoin(folder, windows, L"Sysnative") && pathIsDirectory(folder))
-            return;
-    }
-    GetSystemDirectoryW(folder, PATH_CHARS);
-}
-
 // RedMon 1.9 names its library redmon32.dll or redmon64.dll; the monitor's registration names
 // the one the spooler loads. Only opened: nothing is created here.
 int redMon19Installed()
 {
     wchar_t folder[PATH_BUFFER], path[PATH_BUFFER];
-    realSystemFolder(folder);
+    if (!pathNativeSystemFolder(folder))
+        return 0;
     wchar_t driver[PATH_BUFFER] = L"";
     ScopedHKey key;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kRedMonMonitorKey, 0, KEY_QUERY_VALUE, key.out()) == ERROR_SUCCESS) {

@@ -85,11 +85,8 @@ bool isSafeCommandPath(const wchar_t *path)
 // driver it installs are the machine's own as well, whatever this process's redirection state.
 int interpreterPath(wchar_t *out)
 {
-    wchar_t folder[PATH_BUFFER], native[PATH_BUFFER];
-    if (sysIsWow64())
-        return pathWindowsFolder(folder) && pathJoinWhole(native, folder, L"Sysnative") &&
-               pathJoinWhole(out, native, L"cmd.exe");
-    return pathSystemFolder(folder) && pathJoinWhole(out, folder, L"cmd.exe");
+    wchar_t folder[PATH_BUFFER];
+    return pathNativeSystemFolder(folder) && pathJoinWhole(out, folder, L"cmd.exe");
 }
 
 // /d skips the AutoRun commands of the registry and /v:off keeps "!" literal whatever the user's

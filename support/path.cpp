@@ -2,6 +2,7 @@
 #include "support/path.h"
 #include <cwchar>
 #include "support/str.h"
+#include "support/sys.h"
 #include "support/url.h"
 
 namespace {
@@ -291,6 +292,22 @@ int pathTempFolder(wchar_t *out) { return fullPathOrNothing(GetTempPathW(PATH_CH
 int pathModuleFile(HMODULE module, wchar_t *out)
 {
     return fullPathOrNothing(GetModuleFileNameW(module, out, PATH_CHARS), out);
+}
+
+// The system folder of the machine's own architecture. A 32-bit process on 64-bit Windows reaches
+// it as "Sysnative", an alias that leaves the thread's redirection alone. Directory searches do
+// not list the alias, so it is tested by its attributes; where it is missing (64-bit XP without
+// its update) the process's own system folder is all there is.
+int pathNativeSystemFolder(wchar_t *out)
+{
+    wchar_t windows[PATH_BUFFER];
+    if (sysIsWow64() && fullPathOrNothing(GetSystemWindowsDirectoryW(windows, PATH_CHARS), windows) &&
+        pathJoinWhole(out, windows, L"Sysnative")) {
+        DWORD attributes = GetFileAttributesW(out);
+        if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY))
+            return 1;
+    }
+    return pathSystemFolder(out);
 }
 
 // A join that had to cut the name (the field is full) names some other file: a failure here.

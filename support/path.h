@@ -23,6 +23,7 @@ int pathSystemFolder(wchar_t *out);
 int pathWindowsFolder(wchar_t *out);
 int pathTempFolder(wchar_t *out);
 int pathModuleFile(HMODULE module, wchar_t *out);
+int pathNativeSystemFolder(wchar_t *out);  // Sysnative under WOW64, else the system folder
 
 int pathFileExists(const wchar_t *path);
 int pathIsDirectory(const wchar_t *path);
