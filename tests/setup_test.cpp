@@ -1,6 +1,7 @@
-// The automatic setup end to end: registry, batch file, command interpreter, process wait,
-// spooler and trace, with a stand-in printer installer in the test prefix.
+// The automatic setup in this process: registry, response file, batch file, command interpreter,
+// spooler and trace, with the stand-in printer installer and port monitor in the test prefix.
 #include <gtest/gtest.h>
+#include <functional>
 #include <string>
 #include "app/identity.h"
 #include "detect/gs.h"
@@ -8,45 +9,45 @@
 #include "diag/trace.h"
 #include "res/resource.h"
 #include "setup/autosetup.h"
-#include "support/res.h"
-#include "support/settings.h"
+#include "setup/port.h"
 #include "support/sys.h"
 #include "tests/common/standin.h"
 #include "tests/common/testkit.h"
 
 namespace {
 
-using testkit::batchPath;
 using testkit::customisationPath;
+using testkit::traceText;
 
-const wchar_t kSettingsKey[] = L"Software\\Brindlecourt\\TessaloomPDF\\tlpdf";
-const wchar_t kMonitorKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected Port";
-const wchar_t kInstallTail[] = L" /f C:\\windows\\inf\\ntprint.inf  /b \"TessaloomPDF\" /r \"TessaloomPDF:\"";
+const std::wstring kInstallTail = L" /f C:\\windows\\inf\\ntprint.inf  /b \"TessaloomPDF\" /r \"TessaloomPDF:\"";
 
+long setupFlag() { return testkit::readRegDword(HKEY_CURRENT_USER, testkit::kSettingsKey, L"GSPDF_SETUP"); }
 
-std::wstring loaded(UINT id)
+// The installer's command lines from the entry point on (cmd passes the program name as it likes).
+std::vector<std::wstring> installerLines()
 {
-    wchar_t text[512];
-    resLoadString(nullptr, id, text, 512);
-    return text;
+    std::vector<std::wstring> lines;
+    for (const auto &r : testkit::standInLog())
+        lines.push_back(r.tag + L" " + r.commandLine.substr(std::min(r.commandLine.size(), r.commandLine.find(L"printui"))));
+    return lines;
 }
 
-// GSPDF_SETUP as stored: -1 when absent.
-long setupFlag() { return testkit::readRegDword(HKEY_CURRENT_USER, kSettingsKey, L"GSPDF_SETUP"); }
-
-std::wstring printerPort(const wchar_t *name)
+// The customisation file as UTF-16 with its mark, so that any character can be put in.
+void writeCustomisation(const std::wstring &text)
 {
-    HANDLE printer;
-    if (!OpenPrinterW(const_cast<wchar_t *>(name), &printer, nullptr))
-        return L"<none>";
-    DWORD needed = 0;
-    GetPrinterW(printer, 2, nullptr, 0, &needed);
-    std::string buffer(needed, '\0');
-    std::wstring port = L"<unknown>";
-    if (needed && GetPrinterW(printer, 2, reinterpret_cast<BYTE *>(&buffer[0]), needed, &needed))
-        port = reinterpret_cast<PRINTER_INFO_2W *>(&buffer[0])->pPortName;
-    ClosePrinter(printer);
-    return port;
+    std::string bytes = "\xFF\xFE";
+    bytes.append(reinterpret_cast<const char *>(text.data()), text.size() * sizeof(wchar_t));
+    testkit::writeFile(customisationPath(), bytes);
+}
+
+// A volatile key cannot hold non-volatile children: a way to make creating below it fail.
+void makeVolatile(const std::wstring &path)
+{
+    testkit::deleteRegTree(HKEY_LOCAL_MACHINE, path.c_str());
+    HKEY key;
+    RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &key,
+                    nullptr);
+    RegCloseKey(key);
 }
 
 class Setup : public testing::Test {
@@ -54,11 +55,11 @@ protected:
     void SetUp() override
     {
         appSetIdentity(GetModuleHandleW(nullptr));
-        testkit::deleteRegTree(HKEY_CURRENT_USER, kSettingsKey);
-        testkit::deleteRegTree(HKEY_LOCAL_MACHINE, kMonitorKey);
+        testkit::deleteRegTree(HKEY_CURRENT_USER, testkit::kSettingsKey);
+        testkit::deleteRegTree(HKEY_LOCAL_MACHINE, testkit::kMonitorKey);
         testkit::deleteAllPrinters();
         DeleteFileW(customisationPath().c_str());
-        installComponents(true, true);
+        components(true, true);
         ASSERT_TRUE(testkit::installStandIn());
         sysTestReset();
         dbg_SetDebugMode(1);
@@ -69,18 +70,19 @@ protected:
         dbg_SetDebugMode(0);
         sysTestReset();
         testkit::removeStandIn();
+        testkit::removeMonitor();
         testkit::deleteAllPrinters();
-        installComponents(false, false);
+        components(false, false);
         DeleteFileW(customisationPath().c_str());
-        testkit::deleteRegTree(HKEY_LOCAL_MACHINE, kMonitorKey);
+        testkit::deleteRegTree(HKEY_LOCAL_MACHINE, testkit::kMonitorKey);
     }
-    static void installComponents(bool ghostscript, bool redmon)
+    static void components(bool ghostscript, bool redmon)
     {
         testkit::installGhostscript(ghostscript);
         testkit::installRedMon(redmon);
         gs2_ResetForTest();
     }
-    // Runs the setup interactively in this process, collecting the boxes it shows.
+    // Runs the setup interactively, collecting the boxes it shows.
     static UINT run(std::vector<testkit::BoxInfo> *boxes, int expectedBoxes, const wchar_t *driver = L"")
     {
         testkit::BoxWatcher watcher(expectedBoxes, expectedBoxes ? 20000 : 300);
@@ -88,177 +90,161 @@ protected:
         *boxes = watcher.wait();
         return result;
     }
-    static std::vector<std::wstring> installerLines()
-    {
-        std::vector<std::wstring> lines;
-        for (const auto &r : testkit::standInLog())
-            lines.push_back(r.tag + L" " + r.commandLine);
-        return lines;
-    }
 };
 
-TEST_F(Setup, SucceedsAndRecordsIt)
+TEST_F(Setup, SucceedsThenReplacesPrinterAndPortButKeepsTheResponseFile)
 {
-    std::vector<testkit::BoxInfo> boxes;
-    EXPECT_NE(0u, run(&boxes, 0));
-    EXPECT_TRUE(boxes.empty());  // the caller announces success
-    EXPECT_EQ(L"TessaloomPDF:", printerPort(L"TessaloomPDF"));
-    EXPECT_EQ(1, setupFlag());
-    EXPECT_EQ(GetFileAttributesW(batchPath().c_str()), INVALID_FILE_ATTRIBUTES);
-    std::vector<std::wstring> expected = {
-        L"RAN rundll32  printui.dll,PrintUIEntry /if /m \"HP Color LaserJet 2800 Series PS\" /h[x64]" +
-        std::wstring(kInstallTail)};
-    auto lines = installerLines();
-    ASSERT_EQ(1u, lines.size());
-    // cmd may pass the program name on as it likes; compare from the entry point on.
-    EXPECT_EQ(expected[0].substr(expected[0].find(L"printui")), lines[0].substr(lines[0].find(L"printui")));
-    std::wstring trace = testkit::traceText();
-    EXPECT_NE(std::wstring::npos, trace.find(L"\r\n[gs2_AutoSetupTessaloomPDF] starts\r\n"));
-    EXPECT_NE(std::wstring::npos, trace.find(L"\t[gs2_AddPrinter_Thru_Dll] starts\r\n\t\tDriver Name = HP Color "
-                                             L"LaserJet 2800 Series PS, Port Name= TessaloomPDF:, Display Name = "
-                                             L"TessaloomPDF\r\n\t\tSucceeded = rundll32 printui.dll,PrintUIEntry /if"));
-    EXPECT_NE(std::wstring::npos, trace.find(L"\t[gs2_AddPrinter_Thru_Dll] ends. Returns = 1\r\n"
-                                             L"[gs2_AutoSetupTessaloomPDF] Succeeded\r\n"
-                                             L"[gs2_AutoSetupTessaloomPDF] ends\r\n"));
-    EXPECT_EQ(0, dbg_GetDepth());
-    EXPECT_EQ(1, gs2_IsPdfPrinterInstalled());
-}
-
-TEST_F(Setup, DefaultResponseFileIsWrittenOnceAndNeverReplaced)
-{
-    const std::wstring folder = testkit::documentsDir() + L"\\TessaloomPDF";
-    const std::wstring rsp = folder + L"\\tl2pdf.rsp";
+    const std::wstring rsp = testkit::documentsDir() + L"\\TessaloomPDF\\tl2pdf.rsp";
     DeleteFileW(rsp.c_str());
     std::vector<testkit::BoxInfo> boxes;
     EXPECT_NE(0u, run(&boxes, 0));
-    char expected[600];
-    WideCharToMultiByte(CP_UTF8, 0, (folder + L"\\TessaloomPDF.pdf").c_str(), -1, expected, 600, nullptr, nullptr);
-    std::string pdf = expected;
-    for (char &c : pdf)
-        if (c == '\\')
-            c = '/';
-    EXPECT_EQ("-sDEVICE=pdfwrite\r\n-dSAFER\r\n-dBATCH\r\n-dNOPAUSE\r\n-sOutputFile=\"" + pdf + "\"\r\n",
-              testkit::readFile(rsp));
-    EXPECT_NE(std::wstring::npos, testkit::traceText().find(L"\tResponse file written: " + rsp + L"\r\n"));
-
-    testkit::writeFile(rsp, "-sDEVICE=pdfwrite\r\n-sOutputFile=\"C:/own.pdf\"\r\n");  // the Tessaloom program's own
-    EXPECT_NE(0u, run(&boxes, 0));
-    EXPECT_EQ("-sDEVICE=pdfwrite\r\n-sOutputFile=\"C:/own.pdf\"\r\n", testkit::readFile(rsp));
-    EXPECT_NE(std::wstring::npos, testkit::traceText().find(L"\tResponse file kept as it is: " + rsp + L"\r\n"));
-}
-
-TEST_F(Setup, MissingComponentsShowAnEmptyErrorAndLeaveTheFlag)
-{
-    const struct {
-        bool ghostscript, redmon;
-    } rows[] = {{false, true}, {true, false}, {false, false}};
-    for (const auto &row : rows) {
-        SCOPED_TRACE(testing::Message() << row.ghostscript << row.redmon);
-        installComponents(row.ghostscript, row.redmon);
-        dbg_StartTrace();
-        std::vector<testkit::BoxInfo> boxes;
-        EXPECT_EQ(0u, run(&boxes, 1));
-        ASSERT_EQ(1u, boxes.size());
-        EXPECT_EQ(L" Error", boxes[0].caption);
-        EXPECT_EQ(L"", boxes[0].text);
-        EXPECT_EQ(-1, setupFlag());
-        // Only the two lines, the second one level deeper: that imbalance is kept.
-        std::wstring trace = testkit::traceText();
-        EXPECT_EQ(trace.size() - trace.find(L"\r\n[gs2_AutoSetupTessaloomPDF] starts"),
-                  std::wstring(L"\r\n[gs2_AutoSetupTessaloomPDF] starts\r\n\t[gs2_AutoSetupTessaloomPDF] ends\r\n").size());
-        dbg_Unindent();
+    EXPECT_TRUE(boxes.empty());  // the caller announces success
+    EXPECT_EQ(L"TessaloomPDF:", testkit::printerPort(L"TessaloomPDF"));
+    EXPECT_EQ(1, setupFlag());
+    EXPECT_EQ(1, gs2_IsPdfPrinterInstalled());
+    EXPECT_EQ(0, dbg_GetDepth());
+    EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(testkit::batchPath().c_str()));
+    // The whole run as traced, but for the spooler's start, which depends on earlier tests.
+    std::wstring steps, trace = traceText();
+    for (size_t at = trace.find(L"\r\n[gs2_AutoSetupTessaloomPDF] starts") + 2, end; at < trace.size(); at = end + 2) {
+        end = trace.find(L"\r\n", at);
+        if (trace.compare(at, 23, L"\tPrint Spooler service ") != 0)
+            steps += trace.substr(at, end + 2 - at);
     }
-    EXPECT_TRUE(installerLines().empty());
-}
+    const std::wstring data = testkit::documentsDir() + L"\\TessaloomPDF\\";
+    std::wstring writes;
+    for (const wchar_t *name : {L"TessaloomPDF:", L"Description", L"Command", L"Arguments", L"LogFileName", L"Printer",
+                                L"Output", L"ShowWindow", L"RunUser", L"Delay", L"LogFileUse", L"LogFileDebug", L"PrintError"})
+        writes += L"\t\t\tRegKey: " + std::wstring(name) + L" (succeeded)\r\n";
+    EXPECT_EQ(L"[gs2_AutoSetupTessaloomPDF] starts\r\n\r\n\t[gs2_AddRedirectedPortUsingRegistry] starts\r\n"
+              L"\tThe Redirected Port monitor cannot be opened; the port is written to the registry only (error 1796: "
+              L"Unknown port.)\r\n\t[Create Key (OK)] SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected "
+              L"Port\\Ports\r\n\r\n\t\t[f_CreatePort for Port: TessaloomPDF:] starts\r\n" + writes +
+              L"\t\t[f_CreatePort] ends. return code lretn = 0\r\n\t[gs2_AddRedirectedPortUsingRegistry] ends. Return "
+              L"code = 0\r\n\r\n\tResponse file written: " + data + L"tl2pdf.rsp\r\n\t\tPDF output: " + data +
+              L"TessaloomPDF.pdf\r\n\r\n\t[gs2_AddPrinter_Thru_Dll] starts\r\n\t\tDriver Name = HP Color LaserJet 2800 "
+              L"Series PS, Port Name= TessaloomPDF:, Display Name = TessaloomPDF\r\n\t\tSucceeded = rundll32 "
+              L"printui.dll,PrintUIEntry /if /m \"HP Color LaserJet 2800 Series PS\" /h[x64] /f %windir%\\inf\\ntprint.inf"
+              L"  /b \"TessaloomPDF\" /r \"TessaloomPDF:\"\r\n\t[gs2_AddPrinter_Thru_Dll] ends. Returns = 1\r\n"
+              L"[gs2_AutoSetupTessaloomPDF] Succeeded\r\n[gs2_AutoSetupTessaloomPDF] ends\r\n",
+              steps);
 
-TEST_F(Setup, UnreachablePortsKeyStopsBeforeThePrinter)
-{
+    // The Tessaloom program's own response file stays; an old printer on another port is deleted
+    // first, and the port key is written again from scratch.
+    testkit::writeFile(rsp, "-sOutputFile=\"C:/own.pdf\"\r\n");
+    testkit::deleteAllPrinters();
+    ASSERT_TRUE(testkit::addPrinter(L"TessaloomPDF", L"LPT1:"));
     HKEY key;
-    RegCreateKeyExW(HKEY_LOCAL_MACHINE, kMonitorKey, 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &key, nullptr);
+    RegOpenKeyExW(HKEY_LOCAL_MACHINE, testkit::kPortKey, 0, KEY_ALL_ACCESS, &key);
+    RegSetValueExW(key, L"Leftover", 0, REG_SZ, reinterpret_cast<const BYTE *>(L"x"), 4);
     RegCloseKey(key);
-    std::vector<testkit::BoxInfo> boxes;
-    EXPECT_EQ(0u, run(&boxes, 1));
-    ASSERT_EQ(1u, boxes.size());
-    EXPECT_EQ(L" Error", boxes[0].caption);
-    EXPECT_EQ(L"Failed to add TessaloomPDF redirected port.", boxes[0].text);
-    EXPECT_EQ(-1, setupFlag());
-    EXPECT_TRUE(installerLines().empty());
-    EXPECT_NE(std::wstring::npos, testkit::traceText().find(L"\tFailed to add TessaloomPDF redirected port.\r\n"));
+    const std::wstring values = testkit::portValues();
+    testkit::clearStandInLog();
+    dbg_StartTrace();
+    EXPECT_NE(0u, run(&boxes, 0));
+    EXPECT_EQ("-sOutputFile=\"C:/own.pdf\"\r\n", testkit::readFile(rsp));
+    EXPECT_EQ(values.substr(0, values.find(L"Leftover")) + values.substr(values.find(L"\n", values.find(L"Leftover")) + 1),
+              testkit::portValues());
+    EXPECT_EQ((std::vector<std::wstring>{L"RAN printui.dll,PrintUIEntry /dl /n \"TessaloomPDF\"",
+                                         L"RAN printui.dll,PrintUIEntry /if /m \"HP Color LaserJet 2800 Series PS\" /h[x64]" +
+                                             kInstallTail}),
+              installerLines());
+    EXPECT_EQ(L"TessaloomPDF:", testkit::printerPort(L"TessaloomPDF"));
+    for (const wchar_t *line : {L"Existing redirected port (TessaloomPDF:) removed.\r\n",
+                                L"\tResponse file kept as it is: "})
+        EXPECT_NE(std::wstring::npos, traceText().find(line)) << testing::PrintToString(line);
 }
 
-TEST_F(Setup, MissingInstallerFilesAreNamed)
+// Each failure: the boxes it shows, GSPDF_SETUP afterwards (-1: never written), whether the
+// installer ran, and a line of the trace.
+TEST_F(Setup, FailuresAreShownTracedAndLeaveTheMachineAsTheySay)
 {
     const std::wstring rundll32 = testkit::systemDir() + L"\\rundll32.exe";
     const std::wstring aside = rundll32 + L".aside";
-    const struct {
-        bool rundll32, ntprint;
-        const wchar_t *missing;
-    } rows[] = {{true, false, L"ntprint.inf"}, {false, true, L"rundll32.exe"}, {false, false, L"rundll32.exe and ntprint.inf"}};
-    for (const auto &row : rows) {
-        SCOPED_TRACE(testing::PrintToString(std::wstring(row.missing)));
-        testkit::installStandIn();
-        if (!row.ntprint)
-            testkit::removeNtprintInf();
-        if (!row.rundll32) {
-            ASSERT_TRUE(MoveFileW(rundll32.c_str(), aside.c_str()));
-        }
+    const std::wstring missing = L"Enabling PDF support failed because the system is missing ";
+    const std::wstring printerFailed = L"Failed to add TessaloomPDF printer driver.\r\n";
+    const std::wstring refused = testkit::loadString(IDS_DRIVER_NAME_REFUSED).substr(0, 20);
+    const struct Row {
+        const char *situation;
+        std::function<void()> arrange;
+        std::vector<std::wstring> boxes;  // a text ending in "*" is compared up to the star
+        long flag;
+        bool installerRan;
+        std::wstring traced;
+    } rows[] = {
+        {"no Ghostscript", [] { components(false, true); }, {L""}, -1, false, L"\r\n[gs2_AutoSetupTessaloomPDF] starts\r\n\t[gs2_AutoSetupTessaloomPDF] ends\r\n"},
+        {"no RedMon", [] { components(true, false); }, {L""}, -1, false, L"\r\n[gs2_AutoSetupTessaloomPDF] starts\r\n\t[gs2_AutoSetupTessaloomPDF] ends\r\n"},
+        {"neither", [] { components(false, false); }, {L""}, -1, false, L"starts\r\n\t[gs2_AutoSetupTessaloomPDF] ends\r\n"},
+        {"unreachable Ports key", [] { makeVolatile(testkit::kMonitorKey); },
+         {L"Failed to add TessaloomPDF redirected port."}, -1, false,
+         L"[gs2_AddRedirectedPortUsingRegistry] ends. Return code = 1021\r\n"},
+        {"no ntprint.inf", [] { testkit::removeNtprintInf(); }, {missing + L"ntprint.inf.", printerFailed}, 0, false,
+         L"\t\tEnabling PDF support failed because the system is missing ntprint.inf.\r\n"},
+        {"no rundll32.exe", [&] { MoveFileW(rundll32.c_str(), aside.c_str()); }, {missing + L"rundll32.exe.", printerFailed}, 0, false, L""},
+        {"neither file", [&] { testkit::removeNtprintInf(); MoveFileW(rundll32.c_str(), aside.c_str()); },
+         {missing + L"rundll32.exe and ntprint.inf.", printerFailed}, 0, false, L""},
+        {"installer adds nothing", [] { testkit::setStandInMode(L"noop"); },
+         {testkit::loadString(IDS_PRINTER_FAILED).substr(0, 14) + L"*"}, 0, true,
+         L"[gs2_AutoSetupTessaloomPDF] Failed to add TessaloomPDF printer driver.\r\n\r\n[gs2_AutoSetupTessaloomPDF] Failed\r\n"},
+        {"old printer not deleted", [] { testkit::addPrinter(L"TessaloomPDF", L"LPT1:"); testkit::setStandInMode(L"keepold"); },
+         {printerFailed}, 0, true, L"\t\tPrinter TessaloomPDF is on port \"LPT1:\", not on TessaloomPDF:.\r\n\t\tFailed = rundll32"},
+        {"folder at the batch file's name", [] { CreateDirectoryW(testkit::batchPath().c_str(), nullptr); },
+         {L"The setup file \"" + testkit::batchPath() + L"\" could not be created safely in the temporary folder, so "
+          L"the printer was not installed. Close other programs and try again.", printerFailed}, 0, false, L"\t\tThe setup file \""},
+        {"quote in the name", [] { testkit::writeFile(customisationPath(), "Printer=Evil\" & del x\r\n"); },
+         {refused + L"*"}, -1, false, L"[gs2_AutoSetupTessaloomPDF] The printer driver name"},
+        {"percent", [] { testkit::writeFile(customisationPath(), "Printer=%windir%\r\n"); }, {refused + L"*"}, -1, false, L""},
+        // Best-fit conversion to the code page would turn these look-alikes into '"', '%', '&'.
+        {"fullwidth quote", [] { writeCustomisation(L"Printer=HP PS\xFF02 & echo INJECTED>C:\\tlpdf-injected.txt & rem \xFF02\r\n"); },
+         {refused + L"*"}, -1, false, L""},
+        {"fullwidth percent", [] { writeCustomisation(L"Printer=HP \xFF05windir\xFF05 PS\r\n"); }, {refused + L"*"}, -1, false, L""},
+        {"fullwidth ampersand", [] { writeCustomisation(L"Printer=HP PS \xFF06 more\r\n"); }, {refused + L"*"}, -1, false, L""},
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.situation);
+        SetUp();
+        row.arrange();
         std::vector<testkit::BoxInfo> boxes;
-        EXPECT_EQ(0u, run(&boxes, 2));
-        if (!row.rundll32)
-            MoveFileW(aside.c_str(), rundll32.c_str());
-        ASSERT_EQ(2u, boxes.size());
-        EXPECT_EQ(std::wstring(L"Enabling PDF support failed because the system is missing ") + row.missing + L".",
-                  boxes[0].text);
-        EXPECT_EQ(L" Error", boxes[1].caption);
-        EXPECT_EQ(L"Failed to add TessaloomPDF printer driver.\r\n", boxes[1].text);
-        EXPECT_EQ(0, setupFlag());
+        EXPECT_EQ(0u, run(&boxes, static_cast<int>(row.boxes.size())));
+        MoveFileW(aside.c_str(), rundll32.c_str());
+        RemoveDirectoryW(testkit::batchPath().c_str());
+        ASSERT_EQ(row.boxes.size(), boxes.size());
+        for (size_t i = 0; i < boxes.size(); i++) {
+            const std::wstring &want = row.boxes[i];
+            EXPECT_EQ(i + 1 == boxes.size() ? std::wstring(L" Error") : boxes[i].caption, boxes[i].caption);
+            if (!want.empty() && want.back() == L'*')
+                EXPECT_EQ(want.substr(0, want.size() - 1), boxes[i].text.substr(0, want.size() - 1));
+            else
+                EXPECT_EQ(want, boxes[i].text);
+        }
+        EXPECT_EQ(row.flag, setupFlag());
+        EXPECT_EQ(row.installerRan, !testkit::standInLog().empty());
+        if (row.flag < 0) {
+            EXPECT_EQ(L"", testkit::portValues());
+        }
+        EXPECT_NE(std::wstring::npos, traceText().find(row.traced)) << testing::PrintToString(traceText());
+        EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(L"C:\\tlpdf-injected.txt"));
+        while (dbg_GetDepth() > 0)
+            dbg_Unindent();  // the missing-component path leaves the trace one level deep on purpose
     }
 }
 
-TEST_F(Setup, InstallerThatAddsNoPrinterFails)
+// A name the code page holds exactly is ordinary; a hard link at the batch file's name is never
+// written through.
+TEST_F(Setup, OrdinaryNamesAndLinksAtTheBatchNameStillInstall)
 {
-    testkit::setStandInMode(L"noop");
-    std::vector<testkit::BoxInfo> boxes;
-    EXPECT_EQ(0u, run(&boxes, 1));
-    ASSERT_EQ(1u, boxes.size());
-    EXPECT_EQ(loaded(IDS_PRINTER_FAILED).substr(0, 14), boxes[0].text.substr(0, 14));
-    EXPECT_EQ(0, setupFlag());
-    std::wstring trace = testkit::traceText();
-    EXPECT_NE(std::wstring::npos, trace.find(L"\t\tFailed = rundll32 printui.dll,PrintUIEntry /if /m"));
-    EXPECT_NE(std::wstring::npos, trace.find(L"[gs2_AutoSetupTessaloomPDF] Failed to add TessaloomPDF printer "
-                                             L"driver.\r\n\r\n[gs2_AutoSetupTessaloomPDF] Failed\r\n"));
-    EXPECT_EQ(GetFileAttributesW(batchPath().c_str()), INVALID_FILE_ATTRIBUTES);
-}
-
-TEST_F(Setup, ExistingPrinterIsDeletedFirstAndThePortReplaced)
-{
-    ASSERT_TRUE(testkit::addPrinter(L"TessaloomPDF", L"LPT1:"));
+    const std::string precious = "keep these bytes\r\n";
+    const std::wstring target = testkit::tempDir(L"linktarget") + L"\\precious.txt";
+    ASSERT_TRUE(testkit::writeFile(target, precious));
+    ASSERT_TRUE(CreateHardLinkW(testkit::batchPath().c_str(), target.c_str(), nullptr));
+    writeCustomisation(L"Printer=Caf\xE9 PS\r\n");
     std::vector<testkit::BoxInfo> boxes;
     EXPECT_NE(0u, run(&boxes, 0));
-    EXPECT_NE(0u, run(&boxes, 0));  // a second run replaces the port key
+    EXPECT_EQ(precious, testkit::readFile(target));
     auto lines = installerLines();
-    ASSERT_EQ(4u, lines.size());
-    EXPECT_NE(std::wstring::npos, lines[0].find(L"printui.dll,PrintUIEntry /dl /n \"TessaloomPDF\""));
-    EXPECT_NE(std::wstring::npos, lines[1].find(L"printui.dll,PrintUIEntry /if"));
-    EXPECT_EQ(L"TessaloomPDF:", printerPort(L"TessaloomPDF"));
-    EXPECT_NE(std::wstring::npos, testkit::traceText().find(L"\tExisting redirected port (TessaloomPDF:) removed.\r\n"));
-}
-
-// An old printer that the installer cannot delete stays on its old port; the install then fails
-// and the printer found afterwards is not ours.
-TEST_F(Setup, OldPrinterThatCannotBeDeletedIsAFailure)
-{
-    ASSERT_TRUE(testkit::addPrinter(L"TessaloomPDF", L"LPT1:"));
-    testkit::setStandInMode(L"keepold");
-    std::vector<testkit::BoxInfo> boxes;
-    EXPECT_EQ(0u, run(&boxes, 1));
-    ASSERT_EQ(1u, boxes.size());
-    EXPECT_EQ(L"Failed to add TessaloomPDF printer driver.\r\n", boxes[0].text);
-    EXPECT_EQ(0, setupFlag());
-    EXPECT_EQ(L"LPT1:", printerPort(L"TessaloomPDF"));
-    EXPECT_EQ(2u, installerLines().size());  // the refused delete, then the install
-    EXPECT_NE(std::wstring::npos, testkit::traceText().find(L"\t\tPrinter TessaloomPDF is on port \"LPT1:\", not on "
-                                                            L"TessaloomPDF:.\r\n\t\tFailed = rundll32"));
+    ASSERT_EQ(1u, lines.size());
+    EXPECT_EQ(0u, lines[0].find(L"RAN printui.dll,PrintUIEntry /if /m \"Caf"));
+    EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(testkit::batchPath().c_str()));
 }
 
 // The response file's path must fit whole: at the limit the port's Arguments name it complete;
@@ -267,20 +253,19 @@ TEST_F(Setup, LongDocumentsPathGivesCompleteArgumentsOrARefusal)
 {
     dbg_SetDebugMode(0);  // the trace file's own path would not fit either
     const std::wstring base = L"C:\\tlpdf-long";
-    // Documents + "\\TessaloomPDF" + "\\tl2pdf.rsp" is 256 characters at the limit.
-    const size_t limit = 256 - 13 - 11;
+    const size_t limit = 256 - 13 - 11;  // Documents + "\\TessaloomPDF" + "\\tl2pdf.rsp" is 256
     for (size_t length : {limit, limit + 1}) {
         SCOPED_TRACE(length);
         testkit::removeTree(base);
         const std::wstring documents = base + L"\\" + std::wstring(length - base.size() - 1, L'd');
-        ASSERT_EQ(length, documents.size());
         std::wstring previous = testkit::setDocuments(documents);
-        testkit::deleteRegTree(HKEY_LOCAL_MACHINE, kMonitorKey);
+        testkit::deleteRegTree(HKEY_LOCAL_MACHINE, testkit::kMonitorKey);
         testkit::clearStandInLog();
         std::vector<testkit::BoxInfo> boxes;
         UINT result = run(&boxes, length == limit ? 0 : 1);
-        const std::wstring arguments = testkit::readRegString(
-            HKEY_LOCAL_MACHINE, (std::wstring(kMonitorKey) + L"\\Ports\\TessaloomPDF:").c_str(), L"Arguments");
+        testkit::restoreDocuments(previous);
+        const std::wstring arguments =
+            testkit::readRegString(HKEY_LOCAL_MACHINE, testkit::kPortKey, L"Arguments");
         if (length == limit) {
             EXPECT_NE(0u, result);
             EXPECT_EQ(L"@\"" + documents + L"\\TessaloomPDF\\tl2pdf.rsp\" -c save pop -f -", arguments);
@@ -292,16 +277,15 @@ TEST_F(Setup, LongDocumentsPathGivesCompleteArgumentsOrARefusal)
             EXPECT_EQ(L"The folder " + documents + L"\\TessaloomPDF has too long a path for the TessaloomPDF "
                       L"printer's response file. Nothing was changed. Move the Documents folder to a shorter path, "
                       L"then run this setup again.", boxes[0].text);
-            EXPECT_EQ(L"", arguments);  // no port key
+            EXPECT_EQ(L"", arguments);
             EXPECT_TRUE(installerLines().empty());
         }
-        testkit::restoreDocuments(previous);
     }
     EXPECT_EQ(1, setupFlag());  // from the first run only
     testkit::removeTree(base);
 }
 
-TEST_F(Setup, DriverFromTheVersionOrTheCustomisationFile)
+TEST_F(Setup, DriverFromTheVersionTheCustomisationFileOrTheCaller)
 {
     const struct {
         DWORD major, minor;
@@ -334,90 +318,71 @@ TEST_F(Setup, DriverFromTheVersionOrTheCustomisationFile)
         gs2_ChooseDriverName(driver);
         EXPECT_STREQ(f.driver, driver) << f.file.c_str();
     }
-    // A driver given by the caller is used as it is.
     std::vector<testkit::BoxInfo> boxes;
     EXPECT_NE(0u, run(&boxes, 0, L"Given PS Driver"));
-    auto lines = installerLines();
-    ASSERT_FALSE(lines.empty());
-    EXPECT_NE(std::wstring::npos, lines.back().find(L"/m \"Given PS Driver\" /h[x64]"));
-}
-
-TEST_F(Setup, OnWindowsXpTheFlagIsNeverWrittenAndTheLineSaysX86)
-{
+    // Windows XP: the x86 line, and the flag is never written.
     SysFacts xp = {};
     xp.major = 5;
     xp.minor = 1;
     xp.is2000XpFamily = 1;
-    sysTestSetFacts(xp, 0);  // not 64-bit
-    std::vector<testkit::BoxInfo> boxes;
+    sysTestSetFacts(xp, 0);
+    DeleteFileW(customisationPath().c_str());
+    testkit::deleteRegTree(HKEY_CURRENT_USER, testkit::kSettingsKey);
     EXPECT_NE(0u, run(&boxes, 0));
     EXPECT_EQ(-1, setupFlag());
     auto lines = installerLines();
-    ASSERT_EQ(1u, lines.size());
-    EXPECT_NE(std::wstring::npos, lines[0].find(L"/m \"HP Color LaserJet 4550 PS\" /h[x86]" + std::wstring(kInstallTail)));
+    ASSERT_EQ(3u, lines.size());
+    EXPECT_EQ(L"RAN printui.dll,PrintUIEntry /if /m \"Given PS Driver\" /h[x64]" + kInstallTail, lines[0]);
+    EXPECT_EQ(L"RAN printui.dll,PrintUIEntry /if /m \"HP Color LaserJet 4550 PS\" /h[x86]" + kInstallTail, lines[2]);
 }
 
-TEST_F(Setup, DriverNameThatWouldChangeTheBatchLineIsRefused)
+// A running spooler learns about the port through the monitor's AddPort only when the monitor
+// does not list it yet; without the monitor the registry alone does it. The key ends with the
+// same values either way.
+TEST_F(Setup, PortRegistrationTellsTheMonitorOnlyWhatItLacks)
 {
-    for (const char *bad : {"Printer=Evil\" & del x\r\n", "Printer=100%% PS\r\n", "Printer=%windir%\r\n"}) {
-        testkit::writeFile(customisationPath(), bad);
-        std::vector<testkit::BoxInfo> boxes;
-        EXPECT_EQ(0u, run(&boxes, 1));
-        ASSERT_EQ(1u, boxes.size());
-        EXPECT_EQ(L" Error", boxes[0].caption);
-        EXPECT_NE(std::wstring::npos, boxes[0].text.find(L"cannot be used"));
+    const struct {
+        bool monitor, listed;
+        std::vector<std::wstring> log;
+        const wchar_t *trace;
+    } rows[] = {
+        {true, false, {L"AddPort\tTessaloomPDF:"}, L"\r\nPort TessaloomPDF: added through the Redirected Port monitor (status 0).\r\n[Create Key (OK)]"},
+        {true, true, {}, L"\r\nPort TessaloomPDF: is known to the spooler.\r\n[Create Key (OK)]"},
+        {false, false, {}, L"\r\nThe Redirected Port monitor cannot be opened; the port is written to the registry only (error "},
+    };
+    std::wstring values;
+    for (const auto &row : rows) {
+        SCOPED_TRACE(testing::Message() << row.monitor << row.listed);
+        testkit::deleteRegTree(HKEY_LOCAL_MACHINE, testkit::kMonitorKey);
+        if (row.monitor) {
+            ASSERT_TRUE(testkit::installMonitor());
+            testkit::setMonitorPorts(row.listed ? std::vector<std::wstring>{L"TessaloomPDF:"} : std::vector<std::wstring>{});
+        } else {
+            testkit::removeMonitor();
+        }
+        dbg_StartTrace();
+        for (int run = 0; run < 2; run++)  // the second run finds the port listed
+            ASSERT_EQ(1, gs2_AddRedirectedPortUsingRegistry(nullptr, L"TessaloomPDF:", L"C:\\gs\\gswin32c.exe"));
+        EXPECT_EQ(row.log, testkit::monitorLog());
+        EXPECT_EQ(values.empty() ? testkit::portValues() : values, testkit::portValues());
+        values = testkit::portValues();
+        EXPECT_NE(std::wstring::npos, traceText().find(row.trace)) << testing::PrintToString(traceText());
     }
-    EXPECT_EQ(-1, setupFlag());
-    EXPECT_TRUE(installerLines().empty());
-    HKEY key;
-    EXPECT_NE(0, RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected "
-                                                   L"Port\\Ports\\TessaloomPDF:", 0, KEY_READ, &key));
-    EXPECT_NE(std::wstring::npos, testkit::traceText().find(L"[gs2_AutoSetupTessaloomPDF] The printer driver name"));
-}
+    EXPECT_EQ(1, gs2_RedirectedPortExists(L"TessaloomPDF:"));
+    EXPECT_EQ(1, gs2_DeleteRedirectedPort(L"TessaloomPDF:"));
+    EXPECT_EQ(1, gs2_DeleteRedirectedPort(L"TessaloomPDF:"));  // nothing to delete
+    EXPECT_EQ(0, gs2_RedirectedPortExists(L"TessaloomPDF:"));
+    EXPECT_EQ(L"", testkit::portValues());  // neither created the key again
 
-// The real program: the setup button, the completion message, the exit; a rundll32.exe
-// planted beside the program and in its current folder is never the one that runs.
-TEST_F(Setup, RealProgramCompletesAndExitsWithoutRunningAPlantedInstaller)
-{
-    std::wstring work = testkit::tempDir(L"planted");
-    std::wstring besideProgram = testkit::plantRundll32(testkit::exeDir());
-    testkit::plantRundll32(work);
-    testkit::Child child(testkit::binPath(L"tlpdf.exe"), L"", work);
-    // A slow installer: the window keeps answering, stays disabled, and the progress dots grow.
-    testkit::setStandInMode(L"sleep:2500");
-    bool answered = false, disabled = false;
-    std::wstring dots;
-    testkit::BoxInfo info = testkit::pressSetup(child, true, 60000, [&](HWND main) {
-        HWND progress = nullptr;
-        testkit::waitFor([&] { return (progress = testkit::findTopWindow(child.pid(), L"#32770", L"Enabling PDF Support")) != nullptr; });
-        HWND text = GetDlgItem(progress, IDC_PROGRESS_TEXT);
-        testkit::waitFor([&] {
-            wchar_t buffer[256] = L"";  // the edit's own text: GetWindowText does not ask another process
-            SendMessageTimeoutW(text, WM_GETTEXT, 256, reinterpret_cast<LPARAM>(buffer), SMTO_NORMAL, 1000, nullptr);
-            return (dots = buffer).find(L"\r\n..") != std::wstring::npos;
-        });
-        DWORD_PTR ignored;
-        answered = SendMessageTimeoutW(main, WM_NULL, 0, 0, SMTO_NORMAL, 1000, &ignored) != 0;
-        disabled = !IsWindowEnabled(main);
-    });
-    EXPECT_TRUE(answered);
-    EXPECT_TRUE(disabled);
-    EXPECT_NE(std::wstring::npos, dots.find(L"Please wait...\r\n..")) << testing::PrintToString(dots);
-    ASSERT_NE(nullptr, info.window);
-    EXPECT_EQ(L" Message", info.caption);
-    EXPECT_EQ(L"TessaloomPDF driver setup completed. You can now restart your Tessaloom program.", info.text);
-    testkit::closeMessageBox(info.window);
-    DWORD code = 1;
-    EXPECT_TRUE(child.waitExit(20000, &code));
-    EXPECT_EQ(0u, code);
-    DeleteFileW(besideProgram.c_str());
-
-    for (const auto &r : testkit::standInLog())
-        EXPECT_EQ(L"RAN", r.tag) << testing::PrintToString(r.module);
-    EXPECT_EQ(L"TessaloomPDF:", printerPort(L"TessaloomPDF"));
-    EXPECT_EQ(1, setupFlag());
-    EXPECT_NE(std::wstring::npos, testkit::traceText().find(L"[gs2_AutoSetupTessaloomPDF] Succeeded\r\n"))
-        << testing::PrintToString(testkit::traceText());
+    // A port key that cannot be written is traced but does not fail the registration.
+    makeVolatile(std::wstring(testkit::kMonitorKey) + L"\\Ports");
+    EXPECT_EQ(1, gs2_AddRedirectedPortUsingRegistry(nullptr, L"TessaloomPDF:", L"C:\\gs\\gswin32c.exe"));
+    EXPECT_NE(std::wstring::npos, traceText().find(L"\t\tRegKey: TessaloomPDF: (error) "));
+    EXPECT_NE(std::wstring::npos, traceText().find(L"[f_CreatePort] failed\r\n"));
+    wchar_t arguments[256];
+    ASSERT_EQ(1, gs2_BuildPortArguments(1, arguments));  // the file output mode
+    EXPECT_EQ(L"@\"" + testkit::documentsDir() + L"\\TessaloomPDF\\tlpdf.rsp\" -sOutputFile=\"%1\" -c save pop -f -",
+              arguments);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <windows.h>
 #include <shlobj.h>
 #include <winspool.h>
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <vector>
@@ -132,6 +133,52 @@ std::wstring documentsDir()
     wchar_t dir[MAX_PATH] = L"";
     SHGetFolderPathW(nullptr, CSIDL_PERSONAL, nullptr, 0, dir);
     return dir;
+}
+
+std::wstring printerPort(const wchar_t *name)
+{
+    HANDLE printer;
+    if (!OpenPrinterW(const_cast<wchar_t *>(name), &printer, nullptr))
+        return L"<none>";
+    DWORD needed = 0;
+    GetPrinterW(printer, 2, nullptr, 0, &needed);
+    std::vector<BYTE> buffer(needed + 1);
+    std::wstring port = L"<unknown>";
+    if (needed && GetPrinterW(printer, 2, buffer.data(), needed, &needed))
+        port = reinterpret_cast<PRINTER_INFO_2W *>(buffer.data())->pPortName;
+    ClosePrinter(printer);
+    return port;
+}
+
+std::wstring portValues()
+{
+    std::vector<std::wstring> lines;
+    HKEY key;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kPortKey, 0, KEY_READ, &key) != 0)
+        return L"";
+    wchar_t name[256];
+    BYTE data[2048];
+    DWORD type, size, length = 256;
+    for (DWORD i = 0; size = sizeof data, length = 256,
+                      RegEnumValueW(key, i, name, &length, nullptr, &type, data, &size) == 0; i++) {
+        std::wstring value = type == REG_DWORD ? std::to_wstring(*reinterpret_cast<DWORD *>(data))
+                                               : std::wstring(reinterpret_cast<wchar_t *>(data), size / 2);
+        lines.push_back(std::wstring(name) + L" " + std::to_wstring(type) + L" " + std::to_wstring(size) + L" " +
+                        value.c_str());
+    }
+    RegCloseKey(key);
+    std::sort(lines.begin(), lines.end());
+    std::wstring all;
+    for (const auto &l : lines)
+        all += l + L"\n";
+    return all;
+}
+
+std::wstring loadString(UINT id)
+{
+    wchar_t text[1024] = L"";
+    LoadStringW(GetModuleHandleW(nullptr), id, text, 1024);
+    return text;
 }
 
 }  // namespace testkit

@@ -121,6 +121,16 @@ std::wstring batchPath();          // the setup's batch file in the temporary fo
 std::wstring nativeSystemDir();  // the real system32, also from a 32-bit process
 std::wstring documentsDir();
 
+constexpr const wchar_t *kSettingsKey = L"Software\\Brindlecourt\\TessaloomPDF\\tlpdf";
+constexpr const wchar_t *kMonitorKey = L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected Port";
+constexpr const wchar_t *kPortKey =
+    L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected Port\\Ports\\TessaloomPDF:";
+std::wstring printerPort(const wchar_t *name);  // "<none>" when there is no such printer
+// The port key's values, a line each sorted by name: "Name type size value" (value as text or
+// number); "" when there is no port key.
+std::wstring portValues();
+std::wstring loadString(UINT id);  // from this runner's copy of the program's resources
+
 // The outside components as the program looks for them: Ghostscript 9.05's registry key
 // (GS_DLL C:\gs\gs9.05\bin\gsdll32.dll, in this process's registry view, as a Ghostscript of
 // this architecture installs it) and RedMon's library in the real system folder.

@@ -1,0 +1,324 @@
+// The real program under Wine, as an administrator meets it: one run per situation, each
+// checking everything that situation shows (windows, boxes, exit code, registry, files, trace).
+#include <gtest/gtest.h>
+#include <string>
+#include "res/resource.h"
+#include "tests/common/standin.h"
+#include "tests/common/testkit.h"
+
+namespace {
+
+using testkit::Child;
+using testkit::loadString;
+using testkit::windowText;
+
+std::wstring program() { return testkit::binPath(L"tlpdf.exe"); }
+
+// Returns once the program's thread has served everything posted before.
+bool settle(HWND window)
+{
+    DWORD_PTR ignored;
+    return SendMessageTimeoutW(window, WM_NULL, 0, 0, SMTO_NORMAL, 15000, &ignored) != 0;
+}
+
+HWND mainDialog(HWND main)
+{
+    HWND dialog = nullptr;
+    testkit::waitFor([&] { return (dialog = FindWindowExW(main, nullptr, L"#32770", nullptr)) != nullptr; });
+    return dialog;
+}
+
+// The Print Spooler service of the test prefix; its start type is restored at the end.
+class Spooler {
+public:
+    Spooler()
+        : manager_(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)),
+          service_(OpenServiceW(manager_, L"Spooler", SERVICE_ALL_ACCESS))
+    {
+    }
+    ~Spooler()
+    {
+        setStartType(SERVICE_DEMAND_START);
+        CloseServiceHandle(service_);
+        CloseServiceHandle(manager_);
+    }
+    DWORD state() const
+    {
+        SERVICE_STATUS status = {};
+        return QueryServiceStatus(service_, &status) ? status.dwCurrentState : 0;
+    }
+    bool stop() const
+    {
+        SERVICE_STATUS status;
+        ControlService(service_, SERVICE_CONTROL_STOP, &status);
+        return testkit::waitFor([&] { return state() == SERVICE_STOPPED; });
+    }
+    void setStartType(DWORD type) const
+    {
+        ChangeServiceConfigW(service_, SERVICE_NO_CHANGE, type, SERVICE_NO_CHANGE, nullptr, nullptr, nullptr, nullptr,
+                             nullptr, nullptr, nullptr);
+    }
+
+private:
+    SC_HANDLE manager_, service_;
+};
+
+const REGSAM kOtherView = sizeof(void *) == 8 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
+
+// Ghostscript 9.56 as its 64-bit installer registers it (the registry view of the other kind
+// of process when this runner is 32-bit, and the other way round).
+void installGhostscript64(bool installed)
+{
+    HKEY software;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Software", 0, KEY_ALL_ACCESS | kOtherView, &software) == 0) {
+        RegDeleteTreeW(software, L"GPL Ghostscript");
+        RegCloseKey(software);
+    }
+    HKEY key;
+    if (installed && RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript\\9.56", 0, nullptr, 0,
+                                     KEY_ALL_ACCESS | kOtherView, nullptr, &key, nullptr) == 0) {
+        const wchar_t dll[] = L"C:\\Program Files\\gs\\gs9.56\\bin\\gsdll64.dll";
+        RegSetValueExW(key, L"GS_DLL", 0, REG_SZ, reinterpret_cast<const BYTE *>(dll), sizeof(dll));
+        RegCloseKey(key);
+    }
+}
+
+class Program : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        testkit::deleteRegTree(HKEY_CURRENT_USER, testkit::kSettingsKey);
+        testkit::deleteRegTree(HKEY_LOCAL_MACHINE, testkit::kMonitorKey);
+        testkit::deleteAllPrinters();
+        testkit::installGhostscript(false);
+        testkit::installRedMon(false);
+        ASSERT_TRUE(testkit::installStandIn());
+    }
+    void TearDown() override
+    {
+        testkit::removeStandIn();
+        testkit::removeMonitor();
+        installGhostscript64(false);
+        testkit::deleteAllPrinters();
+        testkit::deleteRegTree(HKEY_LOCAL_MACHINE, testkit::kMonitorKey);
+    }
+};
+
+// A typical 64-bit machine of today: Ghostscript only in its 64-bit installer's registry view,
+// RedMon 1.9 registered as a monitor, a stopped spooler that does not know the port, a
+// rundll32.exe planted beside the program and in its current folder. The administrator ticks
+// debug mode, looks at About, presses setup and waits.
+TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
+{
+    installGhostscript64(true);
+    ASSERT_TRUE(testkit::installMonitor());
+    Spooler spooler;
+    ASSERT_TRUE(spooler.stop());
+    const std::wstring work = testkit::tempDir(L"planted");
+    const std::wstring besideProgram = testkit::plantRundll32(testkit::exeDir());
+    testkit::plantRundll32(work);
+    const std::wstring folder = testkit::documentsDir() + L"\\TessaloomPDF";
+    testkit::removeTree(folder);
+    HKEY settings;
+    RegCreateKeyExW(HKEY_CURRENT_USER, testkit::kSettingsKey, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &settings, nullptr);
+    const DWORD zero = 0;
+    RegSetValueExW(settings, L"DataWinTopMost", 0, REG_DWORD, reinterpret_cast<const BYTE *>(&zero), 4);
+    RegCloseKey(settings);
+
+    // cmd splits an unquoted path at "&": the batch file must still run from such a folder.
+    const std::wstring temp = testkit::tempDir(L"a&b (c) ^d e");
+    wchar_t oldTemp[MAX_PATH] = L"";
+    GetEnvironmentVariableW(L"TEMP", oldTemp, MAX_PATH);
+    SetEnvironmentVariableW(L"TEMP", temp.c_str());
+    SetEnvironmentVariableW(L"TMP", temp.c_str());
+    Child child(program(), L"", work);
+    SetEnvironmentVariableW(L"TEMP", oldTemp);
+    SetEnvironmentVariableW(L"TMP", oldTemp);
+    HWND main = testkit::waitTopWindow(child.pid(), L"tlpdf_class");
+    ASSERT_NE(nullptr, main);
+    HWND data = testkit::waitTopWindow(child.pid(), L"tl_DataWin");
+    HWND dialog = mainDialog(main);
+    ASSERT_TRUE(dialog && settle(main));
+    EXPECT_EQ(L"Tessaloom PDF Setup", windowText(main));
+    EXPECT_EQ(L"Ghostscript version 9.56 installed\r\nRedMon installed.\r\nTessaloomPDF driver not installed.\r\n",
+              windowText(GetDlgItem(dialog, IDC_COMPONENTS)));
+    EXPECT_EQ(loadString(IDS_STATUS_READY), windowText(GetDlgItem(dialog, IDC_STATUS)));
+    EXPECT_FALSE(IsWindowVisible(GetDlgItem(dialog, IDC_REPORT)));
+    // The frame wraps the dialog and is centred in the work area.
+    RECT frame, client, inner, work_area;
+    GetWindowRect(main, &frame);
+    GetClientRect(main, &client);
+    GetWindowRect(dialog, &inner);
+    SystemParametersInfoW(SPI_GETWORKAREA, 0, &work_area, 0);
+    EXPECT_EQ(inner.right - inner.left, client.right);
+    EXPECT_EQ(inner.bottom - inner.top, client.bottom);
+    EXPECT_EQ((work_area.left + work_area.right - (frame.right - frame.left)) / 2, frame.left);
+    EXPECT_EQ((work_area.top + work_area.bottom - (frame.bottom - frame.top)) / 2, frame.top);
+    // The data window: owned by the main window, at the bottom of the work area, not top-most.
+    ASSERT_NE(nullptr, data);
+    EXPECT_EQ(L"Debug/Code Info", windowText(data));
+    EXPECT_EQ(main, GetWindow(data, GW_OWNER));
+    EXPECT_EQ(0, GetWindowLongW(data, GWL_EXSTYLE) & WS_EX_TOPMOST);
+    RECT place, expected = {work_area.left + 200, work_area.bottom - 140, work_area.right - 200, work_area.bottom};
+    GetWindowRect(data, &place);
+    EXPECT_TRUE(EqualRect(&expected, &place));
+
+    for (WPARAM closeWith : {WPARAM(IDCANCEL), WPARAM(IDOK)}) {
+        PostMessageW(main, WM_COMMAND, IDM_ABOUT, 0);
+        HWND about = testkit::waitTopWindow(child.pid(), L"#32770", L"About TessaloomPDF");
+        ASSERT_NE(nullptr, about);
+        ASSERT_TRUE(testkit::waitFor([&] { return IsWindowVisible(about) != FALSE; }));  // shown after its set-up
+        EXPECT_EQ(L"Version 2.10", windowText(GetDlgItem(about, IDC_VERSION)));
+        EXPECT_EQ(L"Copyright (C) 2026 Brindlecourt", windowText(GetDlgItem(about, IDC_COPYRIGHT)));
+        EXPECT_EQ(L"https://www.example.com/", windowText(GetDlgItem(about, IDC_WEBSITE)));
+        PostMessageW(about, WM_COMMAND, closeWith, 0);
+        ASSERT_TRUE(testkit::waitFor([&] { return !IsWindow(about); }));
+    }
+
+    // A slow installer: the window keeps answering, stays disabled, and the progress dots grow.
+    testkit::setStandInMode(L"sleep:2500");
+    bool answered = false, disabled = false;
+    std::wstring dots;
+    testkit::BoxInfo box = testkit::pressSetup(child, true, 60000, [&](HWND) {
+        HWND progress = testkit::waitTopWindow(child.pid(), L"#32770", L"Enabling PDF Support");
+        testkit::waitFor([&] {
+            wchar_t buffer[256] = L"";  // the edit's own text: GetWindowText does not ask another process
+            SendMessageTimeoutW(GetDlgItem(progress, IDC_PROGRESS_TEXT), WM_GETTEXT, 256,
+                                reinterpret_cast<LPARAM>(buffer), SMTO_NORMAL, 1000, nullptr);
+            return (dots = buffer).find(L"\r\n..") != std::wstring::npos;
+        });
+        answered = settle(main);
+        disabled = !IsWindowEnabled(main);
+    });
+    EXPECT_TRUE(answered && disabled);
+    EXPECT_NE(std::wstring::npos, dots.find(L"Please wait...\r\n..")) << testing::PrintToString(dots);
+    EXPECT_TRUE(IsWindowVisible(GetDlgItem(dialog, IDC_REPORT)));
+    ASSERT_NE(nullptr, box.window);
+    EXPECT_EQ(L" Message", box.caption);
+    EXPECT_EQ(L"TessaloomPDF driver setup completed. You can now restart your Tessaloom program.", box.text);
+    testkit::closeMessageBox(box.window);
+    DWORD code = 1;
+    EXPECT_TRUE(child.waitExit(20000, &code));
+    EXPECT_EQ(0u, code);
+    DeleteFileW(besideProgram.c_str());
+
+    const std::wstring rsp = folder + L"\\tl2pdf.rsp";
+    EXPECT_EQ(L"Arguments 1 " + std::to_wstring(2 * (rsp.size() + 21)) + L" @\"" + rsp + L"\" -c save pop -f -\n"
+              L"Command 1 88 C:\\Program Files\\gs\\gs9.56\\bin\\gswin64c.exe\n"
+              L"Delay 4 4 300\nDescription 1 32 Redirected Port\nLogFileDebug 4 4 0\nLogFileName 1 0 \n"
+              L"LogFileUse 4 4 0\nOutput 4 4 0\nPrintError 4 4 0\nPrinter 1 16 Printer\nRunUser 4 4 0\n"
+              L"ShowWindow 4 4 2\n",
+              testkit::portValues());
+    EXPECT_EQ(std::vector<std::wstring>{L"AddPort\tTessaloomPDF:"}, testkit::monitorLog());
+    EXPECT_EQ(static_cast<DWORD>(SERVICE_RUNNING), spooler.state());
+    EXPECT_EQ(L"TessaloomPDF:", testkit::printerPort(L"TessaloomPDF"));
+    EXPECT_EQ(1, testkit::readRegDword(HKEY_CURRENT_USER, testkit::kSettingsKey, L"GSPDF_SETUP"));
+    std::string pdf(folder.begin(), folder.end());
+    for (char &c : pdf)
+        c = c == '\\' ? '/' : c;
+    EXPECT_EQ("-sDEVICE=pdfwrite\r\n-dSAFER\r\n-dBATCH\r\n-dNOPAUSE\r\n-sOutputFile=\"" + pdf + "/TessaloomPDF.pdf\"\r\n",
+              testkit::readFile(rsp));
+    auto runs = testkit::standInLog();
+    ASSERT_EQ(1u, runs.size());  // no planted copy ran, and no delete was needed
+    EXPECT_EQ(L"RAN", runs[0].tag);
+    const std::wstring line = runs[0].commandLine;
+    EXPECT_EQ(L"printui.dll,PrintUIEntry /if /m \"HP Color LaserJet 2800 Series PS\" /h[x64] /f "
+              L"C:\\windows\\inf\\ntprint.inf  /b \"TessaloomPDF\" /r \"TessaloomPDF:\"",
+              line.substr(std::min(line.size(), line.find(L"printui"))));
+    EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW((temp + L"\\tl2pdf_setup.bat").c_str()));
+    const std::wstring trace = testkit::traceText();
+    for (const wchar_t *part :
+         {L"==System Info=======\r\n", L"\tPrint Spooler service is not running: starting it.\r\n",
+          L"\tPort TessaloomPDF: added through the Redirected Port monitor (status 0).\r\n\t[Create Key (OK)]",
+          L"\tResponse file written: ", L"\t[gs2_AddPrinter_Thru_Dll] ends. Returns = 1\r\n"
+                                        L"[gs2_AutoSetupTessaloomPDF] Succeeded\r\n[gs2_AutoSetupTessaloomPDF] ends\r\n"})
+        EXPECT_NE(std::wstring::npos, trace.find(part)) << testing::PrintToString(part);
+    // Closing stored the data window's place.
+    wchar_t stored[64];
+    swprintf(stored, 64, L"((%ld, %ld), (%ld, %ld))", place.left, place.top, place.right, place.bottom);
+    EXPECT_EQ(stored, testkit::readRegString(HKEY_CURRENT_USER, testkit::kSettingsKey, L"data_Win_Rect"));
+    testkit::removeTree(work);
+    testkit::removeTree(temp);
+}
+
+// A disabled spooler: one clear message, nothing changed.
+TEST_F(Program, DisabledSpoolerIsRefusedAndNothingChanges)
+{
+    testkit::installGhostscript(true);
+    testkit::installRedMon(true);
+    Spooler spooler;
+    ASSERT_TRUE(spooler.stop());
+    spooler.setStartType(SERVICE_DISABLED);
+    Child child(program(), L"");
+    testkit::BoxInfo box = testkit::pressSetup(child, true);
+    ASSERT_NE(nullptr, box.window);
+    EXPECT_EQ(L" Error", box.caption);
+    EXPECT_EQ(loadString(IDS_SPOOLER_REFUSED), box.text);
+    testkit::closeMessageBox(box.window);
+    PostMessageW(testkit::findTopWindow(child.pid(), L"tlpdf_class"), WM_CLOSE, 0, 0);
+    EXPECT_TRUE(child.waitExit(20000));
+    EXPECT_EQ(static_cast<DWORD>(SERVICE_STOPPED), spooler.state());
+    EXPECT_EQ(L"", testkit::portValues());
+    EXPECT_TRUE(testkit::standInLog().empty());
+    EXPECT_EQ(-1, testkit::readRegDword(HKEY_CURRENT_USER, testkit::kSettingsKey, L"GSPDF_SETUP"));
+    EXPECT_NE(std::wstring::npos,
+              testkit::traceText().find(L"\tPrint Spooler service is disabled.\r\n\t[gs2_AutoSetupTessaloomPDF] " +
+                                        loadString(IDS_SPOOLER_REFUSED) + L"\r\n[gs2_AutoSetupTessaloomPDF] ends\r\n"));
+}
+
+// Windows XP is refused with a message; newer versions start without one.
+TEST(ProgramStart, RefusesWindowsXpOnly)
+{
+    for (const wchar_t *version : {L"winxp", L"vista", L"win8", L"win10"}) {
+        SCOPED_TRACE(testing::PrintToString(std::wstring(version)));
+        Child child(testkit::exeAsWindowsVersion(program(), std::wstring(L"tlpdf_") + version + L".exe", version), L"");
+        HWND main = testkit::waitTopWindow(child.pid(), L"tlpdf_class");
+        ASSERT_NE(nullptr, main);
+        HWND box = nullptr;
+        if (version == std::wstring(L"winxp")) {
+            ASSERT_TRUE(testkit::waitFor([&] { return (box = testkit::findMessageBox(child.pid())) != nullptr; }));
+            testkit::BoxInfo info = testkit::readMessageBox(box);
+            EXPECT_EQ(L" Message", info.caption);
+            EXPECT_EQ(L"Because your Windows is not Vista nor Windows 7, there's no need for using this program. "
+                      L"The program will close.", info.text);
+            EXPECT_EQ(main, info.owner);
+            testkit::closeMessageBox(box);
+        } else {
+            ASSERT_TRUE(settle(main));
+            EXPECT_EQ(nullptr, testkit::findMessageBox(child.pid()));
+            PostMessageW(main, WM_COMMAND, IDM_EXIT_ALT, 0);  // 109 exits like 105
+        }
+        DWORD code = 1;
+        ASSERT_TRUE(child.waitExit(15000, &code));
+        EXPECT_EQ(0u, code);
+    }
+}
+
+// SOURCE and TARGET together make the program end after the first command it handles; either
+// alone does not.
+TEST(ProgramStart, OneShotModeExitsAfterTheFirstHandledCommand)
+{
+    for (const wchar_t *args : {L"-SOURCE[a] -TARGET[b]", L"-TARGET[b]", L"-SOURCE[a]"}) {
+        SCOPED_TRACE(testing::PrintToString(std::wstring(args)));
+        const bool oneShot = std::wstring(args).size() > 12;
+        Child child(program(), args);
+        HWND main = testkit::waitTopWindow(child.pid(), L"tlpdf_class");
+        ASSERT_NE(nullptr, main);
+        // The start-up command 37 and a command with a notification word are not handled.
+        PostMessageW(main, WM_COMMAND, MAKEWPARAM(IDM_ABOUT, 1), 0);
+        ASSERT_TRUE(settle(main));
+        EXPECT_TRUE(child.running());
+        PostMessageW(main, WM_COMMAND, IDM_ABOUT, 0);
+        HWND about = testkit::waitTopWindow(child.pid(), L"#32770", L"About TessaloomPDF");
+        ASSERT_NE(nullptr, about);
+        PostMessageW(about, WM_COMMAND, IDOK, 0);
+        ASSERT_TRUE(testkit::waitFor([&] { return !IsWindow(about); }));
+        EXPECT_EQ(oneShot, child.waitExit(oneShot ? 15000 : 300));
+        if (!oneShot) {
+            PostMessageW(main, WM_COMMAND, IDM_EXIT, 0);
+            EXPECT_TRUE(child.waitExit(15000));
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,469 @@
+// What a user meets inside the program: the main dialog, message boxes, the debug trace and
+// report, the data window, the About texts, the resources and the command line.
+#include <gtest/gtest.h>
+#include <windows.h>
+#include <commdlg.h>
+#include <mapi.h>
+#include <string>
+#include "app/about.h"
+#include "app/cmdline.h"
+#include "app/identity.h"
+#include "app/maindlg.h"
+#include "app/window.h"
+#include "detect/gs.h"
+#include "diag/datawin.h"
+#include "diag/report.h"
+#include "diag/trace.h"
+#include "res/resource.h"
+#include "support/appstate.h"
+#include "support/dlg.h"
+#include "support/dt.h"
+#include "support/mem.h"
+#include "support/msg.h"
+#include "support/res.h"
+#include "support/settings.h"
+#include "support/sys.h"
+#include "tests/common/testkit.h"
+
+namespace {
+
+using testkit::BoxWatcher;
+using testkit::loadString;
+
+std::wstring tracePath()
+{
+    wchar_t path[260];
+    dbg_GetTraceFilePath(path);
+    return path;
+}
+
+void pump()
+{
+    MSG msg;
+    while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE))
+        if (msg.message != WM_QUIT)
+            DispatchMessageW(&msg);
+}
+
+class Ui : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        appSetInstance(GetModuleHandleW(nullptr));
+        appSetIdentity(GetModuleHandleW(nullptr));
+        appRegisterClass(GetModuleHandleW(nullptr));
+        testkit::deleteAllPrinters();
+        components(false, false);
+        dbg_SetDebugMode(0);
+        SetFileAttributesW(tracePath().c_str(), FILE_ATTRIBUTE_NORMAL);
+        DeleteFileW(tracePath().c_str());
+    }
+    void TearDown() override
+    {
+        if (IsWindow(appGetMainWindow()))
+            DestroyWindow(appGetMainWindow());
+        pump();
+        dw_CloseDataWindow();
+        testkit::deleteAllPrinters();
+        components(false, false);
+        mapiTestSetSendMail(nullptr);
+        dt_TestSetNow(0);
+        sysTestReset();
+        dbg_SetDebugMode(0);
+    }
+    static void components(bool gs, bool redmon)
+    {
+        testkit::installGhostscript(gs);
+        testkit::installRedMon(redmon);
+        gs2_ResetForTest();
+    }
+    static HWND open()
+    {
+        gs2_ResetForTest();
+        RECT rect = {120, 120, 570, 370};
+        HWND main = appCreateMainWindow(&rect, GetModuleHandleW(nullptr), SW_SHOWNORMAL);
+        pump();
+        return main ? appGetMainDialog() : nullptr;
+    }
+    static std::wstring item(HWND dialog, int id) { return testkit::windowText(GetDlgItem(dialog, id)); }
+    static bool enabled(HWND dialog, int id) { return IsWindowEnabled(GetDlgItem(dialog, id)) != FALSE; }
+    static bool visible(HWND dialog, int id) { return IsWindowVisible(GetDlgItem(dialog, id)) != FALSE; }
+    static void click(HWND dialog, int id) { SendMessageW(GetDlgItem(dialog, id), BM_CLICK, 0, 0); }
+};
+
+int g_mailCalls;
+ULONG WINAPI countingSendMail(ULONG_PTR, ULONG_PTR, void *, ULONG, ULONG) { return g_mailCalls++, 0; }
+
+TEST_F(Ui, MainDialogShowsTheComponentsAndOffersSetupOnlyWhenBothAreThere)
+{
+    const struct {
+        bool gs, redmon, printer;
+        const wchar_t *summary;
+        UINT status;
+    } rows[] = {
+        {false, false, false, L"Ghostscript not installed.\r\nRedMon not installed.\r\nTessaloomPDF driver not installed.\r\n", IDS_STATUS_MISSING},
+        {true, false, false, L"Ghostscript version 9.05 installed\r\nRedMon not installed.\r\nTessaloomPDF driver not installed.\r\n", IDS_STATUS_MISSING},
+        {false, true, false, L"Ghostscript not installed.\r\nRedMon installed.\r\nTessaloomPDF driver not installed.\r\n", IDS_STATUS_MISSING},
+        {true, true, false, L"Ghostscript version 9.05 installed\r\nRedMon installed.\r\nTessaloomPDF driver not installed.\r\n", IDS_STATUS_READY},
+        {true, true, true, L"Ghostscript version 9.05 installed\r\nRedMon installed.\r\nTessaloomPDF driver installed\r\n", IDS_STATUS_DONE},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(testing::Message() << row.gs << row.redmon << row.printer);
+        components(row.gs, row.redmon);
+        if (row.printer) {
+            ASSERT_TRUE(testkit::addPrinter(L"TessaloomPDF"));
+        }
+        HWND dialog = open();
+        ASSERT_NE(nullptr, dialog);
+        EXPECT_EQ(row.summary, item(dialog, IDC_COMPONENTS));
+        EXPECT_EQ(loadString(row.status), item(dialog, IDC_STATUS));
+        EXPECT_EQ(row.gs && row.redmon, enabled(dialog, IDC_SETUP));
+        EXPECT_FALSE(visible(dialog, IDC_REPORT));
+        EXPECT_EQ(L"Or go to: https://www.example.com/tessaloom/pdf-instructions.html", item(dialog, IDC_URL));
+        DestroyWindow(appGetMainWindow());
+        pump();
+        testkit::deleteAllPrinters();
+    }
+    // Installed later: the status follows, the button keeps the flags cached at start-up.
+    components(false, false);
+    HWND dialog = open();
+    components(true, true);
+    appRefreshMainDialog();
+    EXPECT_EQ(loadString(IDS_STATUS_READY), item(dialog, IDC_STATUS));
+    EXPECT_FALSE(enabled(dialog, IDC_SETUP));
+}
+
+TEST_F(Ui, DebugModeStartsATraceAndTheReportButtonMailsIt)
+{
+    HWND dialog = open();
+    ASSERT_NE(nullptr, dialog);
+    mapiTestSetSendMail(countingSendMail);
+    g_mailCalls = 0;
+    SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDC_REPORT, BN_CLICKED), 0);  // not in debug mode: nothing
+    EXPECT_EQ(0, g_mailCalls);
+    click(dialog, IDC_DEBUG);
+    EXPECT_EQ(1, dbg_IsDebugMode());
+    EXPECT_TRUE(visible(dialog, IDC_REPORT));
+    EXPECT_FALSE(enabled(dialog, IDC_REPORT));  // no setup run yet
+    const std::wstring trace = testkit::traceText();
+    EXPECT_EQ(0u, trace.find(L"==System Info=======\r\n"));
+    EXPECT_NE(std::wstring::npos, trace.find(L"[Installed Components]\r\nGhostscript not installed.\r\nRedMon not installed.\r\n"
+                                             L"TessaloomPDF driver not installed.\r\n\r\n=======================\r\n"));
+    appRefreshMainDialog();  // what the window does after a setup run
+    EXPECT_TRUE(enabled(dialog, IDC_REPORT));
+    SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDC_REPORT, BN_CLICKED), 0);
+    EXPECT_EQ(1, g_mailCalls);
+    EXPECT_EQ(1, mainDlgGetReportSubmitted());
+    click(dialog, IDC_DEBUG);  // unticked: trace off, button hidden, file kept
+    EXPECT_EQ(0, dbg_IsDebugMode());
+    EXPECT_FALSE(visible(dialog, IDC_REPORT));
+    EXPECT_EQ(trace, testkit::traceText());
+}
+
+// Run in the process, where the administrator check has a seam: Wine always runs as one.
+TEST_F(Ui, NonAdministratorIsWarnedAndTheWindowClosesButNotOnWindowsXp)
+{
+    sysTestSetAdmin(0);
+    BoxWatcher watcher;
+    ASSERT_NE(nullptr, open());
+    auto boxes = watcher.wait();
+    ASSERT_EQ(1u, boxes.size());
+    EXPECT_EQ(L"  Warning", boxes[0].caption);
+    EXPECT_EQ(L"This program must be run as Administrator in order to work. Program will not start.", boxes[0].text);
+    pump();
+    EXPECT_FALSE(IsWindow(appGetMainWindow()));
+    SysFacts xp = {};
+    xp.major = 5;
+    xp.minor = 1;
+    xp.is2000XpFamily = 1;
+    sysTestSetFacts(xp, 0);
+    sysTestSetAdmin(0);
+    ASSERT_NE(nullptr, open());
+    EXPECT_TRUE(IsWindow(appGetMainWindow()));
+    EXPECT_EQ(nullptr, testkit::findMessageBox(GetCurrentProcessId()));
+}
+
+TEST_F(Ui, MessageBoxesCaptionsTextsAndTheIdsThatStaySilent)
+{
+    for (UINT id : {UINT(IDS_MISSING_GS), UINT(IDS_MISSING_BOTH), UINT(IDS_MISSING_REDMON), UINT(IDS_MEMGALLOC_FAILED),
+                    UINT(IDS_FOLDER_BLOCKED), UINT(IDS_WAIT_TIMEOUT), UINT(IDS_OPEN_FAILED), UINT(IDS_FLERR_KIND1), 0u}) {
+        EXPECT_EQ(0, msgErrorBoxId(nullptr, id)) << id;
+        EXPECT_EQ(0, msgErrorBoxIdText(nullptr, id, L"extra")) << id;
+    }
+    EXPECT_EQ(nullptr, testkit::findMessageBox(GetCurrentProcessId()));
+    BoxWatcher watcher(6);
+    EXPECT_EQ(IDOK, msgErrorBox(nullptr, L"body"));
+    EXPECT_EQ(IDOK, msgWarningBox(nullptr, L"body"));
+    EXPECT_EQ(IDOK, msgMessageBoxId(nullptr, IDS_OS_REFUSED, MB_ICONERROR));
+    EXPECT_EQ(IDOK, msgErrorBoxIdText(nullptr, IDS_EXEC_FAILED, L"cmd.exe /c x"));
+    msgErrorBox2(nullptr, L"first", L"second");
+    msgErrorBox2(nullptr, L"alone", L"");
+    auto boxes = watcher.wait();
+    ASSERT_EQ(6u, boxes.size());
+    const wchar_t *expected[][2] = {{L" Error", L"body"},
+                                    {L"  Warning", L"body"},
+                                    {L" Message", L"Because your Windows is not Vista nor Windows 7, there's no need "
+                                                  L"for using this program. The program will close."},
+                                    {L" Error", L"Failed to execute:\r\n  cmd.exe /c x"},
+                                    {L" Error", L"first\r\n\r\nsecond"},
+                                    {L" Error", L"alone"}};
+    for (size_t i = 0; i < boxes.size(); i++) {
+        EXPECT_EQ(expected[i][0], boxes[i].caption) << i;
+        EXPECT_EQ(expected[i][1], boxes[i].text) << i;
+    }
+    wchar_t buffer[300];
+    wmemset(buffer, L'x', 300);
+    EXPECT_EQ(static_cast<int>(wcslen(buffer)), resLoadString255(nullptr, IDS_STATUS_READY, buffer));
+    EXPECT_EQ(L'x', buffer[255]);  // nothing written past the capacity
+    EXPECT_EQ(7, resLoadStringDef(nullptr, IDS_MISSING_GS, buffer, 64, L"default"));
+    EXPECT_STREQ(L"default", buffer);
+    EXPECT_EQ(5, resLoadStringDef(nullptr, IDS_CAPTION_ERROR, buffer, 64, L" Error"));
+    EXPECT_STREQ(L"Error", buffer);
+    resFormatString(buffer, 64, IDS_PRINTER_FAILED, std::wstring(200, L'a').c_str());
+    EXPECT_EQ(63u, wcslen(buffer));  // bounded
+}
+
+// Requests made while a box is up are parked, at most ten over the process's life.
+int g_parkedResults = -1, g_pendingAfter = -1;
+void CALLBACK reenterWhileShowing(HWND, UINT, UINT_PTR id, DWORD)
+{
+    KillTimer(nullptr, id);
+    g_parkedResults = 0;
+    for (int i = 1; i <= 11; i++)
+        g_parkedResults += msgWarningBox(nullptr, (L"parked " + std::to_wstring(i)).c_str());
+    g_pendingAfter = msgPendingCount();
+    if (HWND box = testkit::findMessageBox(GetCurrentProcessId()))
+        testkit::closeMessageBox(box);
+}
+
+TEST_F(Ui, MessageBoxesParkReentrantRequestsAndTakeTheTopModalAsOwner)
+{
+    int before = msgPendingCount();
+    SetTimer(nullptr, 0, 50, reenterWhileShowing);
+    EXPECT_EQ(IDOK, msgErrorBox(nullptr, L"the showing box"));
+    EXPECT_EQ(0, g_parkedResults);
+    EXPECT_EQ(std::min(10, before + 11), g_pendingAfter);
+    MemLock<wchar_t> pending(msgPendingMessages());
+    ASSERT_TRUE(pending);
+    EXPECT_NE(std::wstring::npos, std::wstring(pending.get()).find(L" Warning\r\nparked 1\r\n"));
+    EXPECT_EQ(std::wstring::npos, std::wstring(pending.get()).find(L"parked 11"));
+
+    HWND fallback = CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 100, 80, 600, 480, nullptr, nullptr, nullptr, nullptr);
+    HWND modal = CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+    msgSetDefaultOwner(fallback);
+    appSetFrameWindow(fallback);
+    ASSERT_EQ(1, dlgPushModal(modal));
+    EXPECT_EQ(modal, msgOwnerWindow());
+    DestroyWindow(modal);
+    EXPECT_EQ(modal, msgOwnerWindow());  // a dead top entry is handed out once, then dropped
+    EXPECT_EQ(0, dlgModalCount());
+    BoxWatcher watcher;
+    msgErrorBox(nullptr, L"owned");
+    auto boxes = watcher.wait();
+    appSetFrameWindow(nullptr);
+    msgSetDefaultOwner(nullptr);
+    DestroyWindow(fallback);
+    ASSERT_EQ(1u, boxes.size());
+    EXPECT_EQ(fallback, boxes[0].owner);
+    EXPECT_NEAR(400, (boxes[0].rect.left + boxes[0].rect.right) / 2, 1);  // centred over the frame
+    EXPECT_NEAR(320, (boxes[0].rect.top + boxes[0].rect.bottom) / 2, 1);
+    const RECT work = {0, 0, 1000, 700};
+    const RECT rows[][3] = {
+        {{0, 0, 200, 100}, {900, 600, 1300, 900}, {800, 600, 1000, 700}},  // pulled left and up
+        {{0, 0, 200, 100}, {-501, -301, -1, -1}, {0, 0, 200, 100}},        // pulled right and down
+        {{0, 0, 1200, 900}, {0, 0, 1000, 700}, {0, 0, 1200, 900}},         // too big: left and top win
+        {{0, 0, 201, 101}, {0, 0, 1000, 700}, {399, 299, 600, 400}},       // odd sizes round down
+    };
+    for (const auto &row : rows) {
+        RECT box = row[0];
+        msgPlaceBox(&box, &row[1], &work);
+        EXPECT_TRUE(EqualRect(&row[2], &box)) << box.left << "," << box.top << "," << box.right << "," << box.bottom;
+    }
+}
+
+TEST_F(Ui, TraceLinesHeaderAndTheReadOnlyWarning)
+{
+    EXPECT_EQ(testkit::documentsDir() + L"\\TessaloomPDF\\~tlpdf_dbg.txt", tracePath());
+    dbg_Indent();
+    dbg_Indent();
+    SetLastError(0xdeadbeef);
+    dbg_WriteTrace(L"abc", 1, 1);
+    EXPECT_EQ(0xdeadbeefu, GetLastError());  // tracing keeps the caller's error
+    dbg_WriteTrace(L"flat", 1, 0);
+    dbg_WriteTrace(L"", 1, 1);
+    dbg_WriteTrace(L"ends\r\n", 1, 1);
+    dbg_WriteBlankLine();
+    dbg_WriteTrace(L"no line end", 0, 0);
+    dbg_Unindent();
+    dbg_Unindent();
+    dbg_WriteTraceString(IDS_MISSING_GS, 1, 1);  // no text: nothing written
+    dbg_WriteTraceString(IDS_PORT_FAILED, 0, 1);
+    EXPECT_EQ(L"\t\tabc\r\nflat\r\n\t\tends\r\n\r\n\r\nno line endFailed to add TessaloomPDF redirected port.\r\n",
+              testkit::traceText());
+
+    struct tm t = {};
+    t.tm_year = 113, t.tm_mon = 2, t.tm_mday = 4, t.tm_hour = 5, t.tm_min = 6, t.tm_sec = 7, t.tm_isdst = -1;
+    dt_TestSetNow(mktime(&t));
+    dbg_Indent();
+    ASSERT_TRUE(testkit::addPrinter(L"TessaloomPDF"));
+    ASSERT_TRUE(testkit::addPrinter(L"TessaloomPDF Copy"));
+    dbg_StartTrace();  // deletes the old file and resets the depth
+    EXPECT_EQ(0, dbg_GetDepth());
+    // "(64-bit)" only under WOW64: the 32-bit build says so, the native 64-bit one does not.
+    EXPECT_EQ(std::wstring(L"==System Info=======\r\n2013-03-04 05:06:07\r\n====================\r\n"
+                           L"[Windows Version]: 601 ") +
+                  (testkit::kIs32BitBuild ? L"(64-bit)" : L"(32-bit)") +
+                  L"\r\n====================\r\nThe installed Tessaloom PDF Driver List:\r\nTessaloomPDF\nTessaloomPDF "
+                  L"Copy\n\r\n====================\r\n\r\n",
+              testkit::traceText());
+
+    SetFileAttributesW(tracePath().c_str(), FILE_ATTRIBUTE_READONLY);
+    const std::wstring before = testkit::traceText();
+    BoxWatcher watcher;
+    dbg_WriteTrace(L"second", 1, 0);
+    auto boxes = watcher.wait();
+    ASSERT_EQ(1u, boxes.size());
+    EXPECT_EQ(L"  Warning", boxes[0].caption);
+    EXPECT_EQ(L"", boxes[0].text);
+    EXPECT_EQ(before, testkit::traceText());
+}
+
+// What the report hands to MAPISendMail, captured at the call.
+std::string g_sent;
+ULONG g_result;
+ULONG WINAPI fakeSendMail(ULONG_PTR, ULONG_PTR parent, void *data, ULONG flags, ULONG)
+{
+    auto *m = static_cast<MapiMessage *>(data);
+    g_sent = std::to_string(parent == reinterpret_cast<ULONG_PTR>(GetDesktopWindow())) + " " + std::to_string(flags) +
+             " " + m->lpszSubject + " " + std::to_string(m->lpszNoteText == nullptr && m->lpOriginator == nullptr) +
+             " " + std::to_string(m->nRecipCount) + " " + std::to_string(m->nFileCount);
+    if (m->nRecipCount)
+        g_sent += " " + std::to_string(m->lpRecips[0].ulRecipClass) + " " + m->lpRecips[0].lpszAddress + " " +
+                  std::to_string(m->lpRecips[0].lpszName == nullptr);
+    if (m->nFileCount)
+        g_sent += std::string(" ") + m->lpFiles[0].lpszPathName + " [" + m->lpFiles[0].lpszFileName + "] " +
+                  std::to_string(static_cast<long>(m->lpFiles[0].nPosition));
+    return g_result;
+}
+
+TEST_F(Ui, ReportIsMailedWithTheTraceAttached)
+{
+    mapiTestSetSendMail(fakeSendMail);
+    g_sent = "none";
+    dbg_SendDebugReport();  // no trace file: nothing sent
+    EXPECT_EQ("none", g_sent);
+    dbg_StartTrace();
+    g_result = SUCCESS_SUCCESS;
+    dbg_SendDebugReport();
+    char path[260];
+    WideCharToMultiByte(CP_ACP, 0, tracePath().c_str(), -1, path, 260, nullptr, nullptr);
+    EXPECT_EQ(std::string("1 9 TLPDF Debug Report 1 1 1 1 support@example.com 1 ") + path + " [] -1", g_sent);
+    // Handed over: success, a cancelled compose, a failed log-on. Anything else is not.
+    for (const auto &r : std::initializer_list<std::pair<ULONG, int>>{{0, 1}, {1, 1}, {3, 1}, {2, 0}, {11, 0}}) {
+        g_result = r.first;
+        EXPECT_EQ(r.second, mapi_SendMailWithAttachment(GetDesktopWindow(), L"a@example.com", L"s", L"C:\\x.txt")) << r.first;
+    }
+    g_sent = "none";
+    EXPECT_EQ(0, mapi_SendMailWithAttachment(nullptr, L"a", L"s", L"C:\\x.txt"));
+    EXPECT_EQ(0, mapi_SendMailWithAttachment(GetDesktopWindow(), L"a", L"s", L""));
+    EXPECT_EQ("none", g_sent);
+    g_result = 0;
+    mapi_SendMailWithAttachment(GetDesktopWindow(), L"a", L"s", std::wstring(400, L'p').c_str());
+    EXPECT_NE(std::string::npos, g_sent.find(" " + std::string(255, 'p') + " ["));  // cut to the field
+    wchar_t library[260];
+    mapi_LibraryPath(library);
+    EXPECT_EQ(testkit::systemDir() + L"\\MAPI32.DLL", library);
+    mapiTestSetSendMail(nullptr);
+    mapiTestSetLibraryPath((testkit::systemDir() + L"\\version.dll").c_str());  // no such entry point
+    EXPECT_EQ(0, mapi_SendMailWithAttachment(GetDesktopWindow(), L"a", L"s", L"C:\\x.txt"));
+    mapiTestSetLibraryPath(nullptr);
+}
+
+TEST_F(Ui, DataWindowKeepsItsTextTopMostSettingAndPlace)
+{
+    const wchar_t *key = testkit::kSettingsKey;
+    RegDeleteKeyValueW(HKEY_CURRENT_USER, key, L"DataWinTopMost");
+    RegDeleteKeyValueW(HKEY_CURRENT_USER, key, L"data_Win_Rect");
+    dw_AppendLine(L"nowhere");  // no window: nothing happens
+    HWND window = dw_OpenDataWindow(nullptr, nullptr);
+    ASSERT_NE(nullptr, window);
+    EXPECT_EQ(window, dw_OpenDataWindow(nullptr, nullptr));
+    EXPECT_EQ(nullptr, GetMenu(window));
+    EXPECT_NE(0, GetWindowLongW(window, GWL_EXSTYLE) & WS_EX_TOPMOST);  // absent counts as 1
+    dw_SetTopMost(0);
+    EXPECT_EQ(0, GetWindowLongW(window, GWL_EXSTYLE) & WS_EX_TOPMOST);
+    EXPECT_EQ(0, testkit::readRegDword(HKEY_CURRENT_USER, key, L"DataWinTopMost"));
+    dw_AppendText(L"a");
+    dw_AppendLine(L"b");
+    dw_AppendText(L"c");
+    HWND edit = GetDlgItem(window, DW_EDIT_ID);
+    EXPECT_EQ(L"ab\r\nc", testkit::windowText(edit));
+    dw_AppendText(std::wstring(40000, L'x').c_str());  // past the edit control's default cap
+    EXPECT_EQ(40005u, testkit::windowText(edit).size());
+    SendMessageW(window, WM_COMMAND, DW_CMD_CLEAR, 0);
+    EXPECT_EQ(L"", testkit::windowText(edit));
+    MoveWindow(window, 50, 60, 400, 200, TRUE);
+    RECT client, area;
+    GetClientRect(window, &client);
+    GetWindowRect(edit, &area);
+    EXPECT_EQ(client.right, area.right - area.left);  // the text area follows the size
+    dw_CloseDataWindow();
+    EXPECT_FALSE(dw_IsDataWindowOpen());
+    EXPECT_EQ(L"((50, 60), (450, 260))", testkit::readRegString(HKEY_CURRENT_USER, key, L"data_Win_Rect"));
+    setWriteString(L"((100, 100), (150, 120))", L"data_Win_Rect");
+    GetWindowRect(dw_OpenDataWindow(nullptr, nullptr), &area);
+    const RECT minimum = {100, 100, 300, 200};  // no smaller than 200 by 100
+    EXPECT_TRUE(EqualRect(&minimum, &area));
+}
+
+TEST(Identity, VersionTextsCommandLineAndManifest)
+{
+    EXPECT_EQ(0, appVersionNumberFrom(6553, 6, 0));       // 65536 wraps to 0
+    EXPECT_EQ(43, appVersionNumberFrom(6554, 0, 3));      // 65540 wraps to 4, times 10, plus 3
+    wchar_t line[257];
+    aboutFormatVersion(line, 257, 5);
+    EXPECT_STREQ(L"Version 0.05", line);
+    HMODULE probe = LoadLibraryW(testkit::binPath(L"verprobe.dll").c_str());  // no translation table
+    ASSERT_NE(nullptr, probe);
+    ASSERT_EQ(1, verGetStrings(nullptr, line, probe));
+    aboutCopyrightLines(line);
+    EXPECT_STREQ(L"A\rB\nC", line);  // from "A|B^C" in the fixed 040904B0 block
+    FreeLibrary(probe);
+    EXPECT_EQ(0, verGetStrings(line, line, reinterpret_cast<HMODULE>(0x10)));
+
+    const struct {
+        std::wstring line;
+        int result;
+        std::wstring source;
+    } rows[] = {
+        {L"-SOURCE[a] -TARGET[b]", 1, L"b"},  // the source buffer takes TARGET's value
+        {L"-source[x] -target[c:\\a b]", 1, L"c:\\a b"},
+        {L"-TARGET[b] -SOURCE[a]", 1, L"b"},
+        {L"-SOURCE[a] -TARGET[" + std::wstring(300, L'v') + L"]", 1, std::wstring(256, L'v')},
+        {L"-SOURCE[] -TARGET[b]", 0, L""},
+        {L"-SOURCE[a] -TARGET[b", 0, L""},
+        {L"file.pdf -SOURCE[a] -TARGET[b]", 0, L""},
+    };
+    for (const auto &row : rows) {
+        EXPECT_EQ(row.result, appParseCommandLine(row.line.c_str())) << testing::PrintToString(row.line);
+        EXPECT_EQ(row.source, appSourceBuffer());
+        EXPECT_STREQ(L"", appTargetBuffer());
+    }
+
+    // One manifest, asking for the administrator, that the loader accepts.
+    std::wstring self = testkit::selfPath();
+    ACTCTXW ctx = {};
+    ctx.cbSize = sizeof ctx;
+    ctx.dwFlags = ACTCTX_FLAG_HMODULE_VALID | ACTCTX_FLAG_RESOURCE_NAME_VALID;
+    ctx.hModule = GetModuleHandleW(nullptr);
+    ctx.lpResourceName = CREATEPROCESS_MANIFEST_RESOURCE_ID;
+    ctx.lpSource = self.c_str();
+    HANDLE actctx = CreateActCtxW(&ctx);
+    ASSERT_NE(INVALID_HANDLE_VALUE, actctx) << GetLastError();
+    ACTIVATION_CONTEXT_RUN_LEVEL_INFORMATION level = {};
+    EXPECT_TRUE(QueryActCtxW(0, actctx, nullptr, RunlevelInformationInActivationContext, &level, sizeof level, nullptr));
+    EXPECT_EQ(ACTCTX_RUN_LEVEL_REQUIRE_ADMIN, level.RunLevel);
+    ReleaseActCtx(actctx);
+}
+
+}  // namespace
