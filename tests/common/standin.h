@@ -8,10 +8,9 @@
 //                system folder, PLANTED for a copy anywhere else (a planted copy never acts)
 //   control.txt  optional, "mode=<mode>": noop (log only), sleep:<ms> (sleep, then act),
 //                keepold (a /dl is refused, as the spooler refuses while jobs are pending)
-//   drivers.txt  optional, UTF-8, one accepted driver name a line; absent: any name is accepted
 //   rundll32.exe.orig  Wine's own system32 file while the stand-in replaces it
-// Exit codes: 0 done; 1 the printer exists already (nothing replaced); 2 driver not accepted;
-// 3 bad arguments; 4 the /f file is missing; 5 the spooler refused.
+// Exit codes: 0 done; 1 the printer exists already (nothing replaced); 3 bad arguments;
+// 4 the /f file is missing; 5 the spooler refused.
 #pragma once
 #include <windows.h>
 #include <string>
@@ -33,15 +32,12 @@ bool installStandIn();
 // Undoes installStandIn, leaving ntprint.inf in place when keepInf is set.
 void removeStandIn(bool keepInf = false);
 void removeNtprintInf();
-void removeRundll32();  // Wine's own rundll32 back, override gone: the stub installer again
 
 std::wstring standInExe();  // the built stand-in
 std::vector<StandInRun> standInLog();
 void clearStandInLog();
 // nullptr or "" for normal operation; "noop", "sleep:<ms>" or "keepold".
 void setStandInMode(const wchar_t *mode);
-// Empty: every driver name is accepted.
-void setStandInDrivers(const std::vector<std::wstring> &names);
 // Copies the stand-in into a folder; that copy only logs (tag PLANTED). Returns its path.
 std::wstring plantRundll32(const std::wstring &folder);
 

@@ -6,7 +6,6 @@
 #include <winspool.h>
 #include <cstdio>
 #include <string>
-#include <vector>
 #include "tests/common/standin.h"
 
 namespace {
@@ -21,36 +20,20 @@ std::string toUtf8(const std::wstring &s)
     return out;
 }
 
-// Lines of an optional UTF-8 file; CR, LF and surrounding blanks are dropped.
-std::vector<std::wstring> readLines(const std::wstring &path)
+// The mode from control.txt ("mode=<mode>"), or "".
+std::wstring readMode()
 {
-    std::vector<std::wstring> lines;
-    HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                              FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        return lines;
-    std::string bytes;
-    char buffer[4096];
+    char bytes[64] = "";
     DWORD got = 0;
-    while (ReadFile(file, buffer, sizeof(buffer), &got, nullptr) && got)
-        bytes.append(buffer, got);
-    CloseHandle(file);
-    int n = MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()), nullptr, 0);
-    std::wstring text(n, L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()), &text[0], n);
-    size_t start = 0;
-    while (start <= text.size()) {
-        size_t end = text.find(L'\n', start);
-        if (end == std::wstring::npos)
-            end = text.size();
-        std::wstring line = text.substr(start, end - start);
-        size_t first = line.find_first_not_of(L" \t\r\xFEFF");
-        size_t last = line.find_last_not_of(L" \t\r");
-        if (first != std::wstring::npos)
-            lines.push_back(line.substr(first, last - first + 1));
-        start = end + 1;
+    HANDLE file = CreateFileW(dirFile(L"control.txt").c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                              FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file != INVALID_HANDLE_VALUE) {
+        ReadFile(file, bytes, sizeof bytes - 1, &got, nullptr);
+        CloseHandle(file);
     }
-    return lines;
+    std::string text(bytes, got);
+    text = text.compare(0, 5, "mode=") == 0 ? text.substr(5, text.find_first_of("\r\n") - 5) : "";
+    return std::wstring(text.begin(), text.end());
 }
 
 // Several runs may append at once; a sharing clash is retried for a while.
@@ -73,31 +56,16 @@ void appendLog(const std::string &line)
 
 bool printerExists(const std::wstring &name)
 {
-    DWORD needed = 0, returned = 0;
-    EnumPrintersW(PRINTER_ENUM_LOCAL, nullptr, 4, nullptr, 0, &needed, &returned);
-    if (!needed)
+    HANDLE handle = nullptr;
+    if (!OpenPrinterW(const_cast<wchar_t *>(name.c_str()), &handle, nullptr))
         return false;
-    std::vector<BYTE> buffer(needed);
-    if (!EnumPrintersW(PRINTER_ENUM_LOCAL, nullptr, 4, buffer.data(), needed, &needed, &returned))
-        return false;
-    auto *info = reinterpret_cast<PRINTER_INFO_4W *>(buffer.data());
-    for (DWORD i = 0; i < returned; i++)
-        if (_wcsicmp(info[i].pPrinterName, name.c_str()) == 0)
-            return true;
-    return false;
+    ClosePrinter(handle);
+    return true;
 }
 
 int install(const std::wstring &driverName, const std::wstring &infFile, const std::wstring &printer,
             const std::wstring &port)
 {
-    std::vector<std::wstring> accepted = readLines(dirFile(L"drivers.txt"));
-    if (!accepted.empty()) {
-        bool found = false;
-        for (const auto &a : accepted)
-            found = found || _wcsicmp(a.c_str(), driverName.c_str()) == 0;
-        if (!found)
-            return 2;
-    }
     if (GetFileAttributesW(infFile.c_str()) == INVALID_FILE_ATTRIBUTES)
         return 4;
     // The real installer refuses an existing name; Wine's AddPrinterW would replace it.
@@ -173,10 +141,7 @@ int act()
     if (planted)
         return 0;
 
-    std::wstring mode;
-    for (const auto &line : readLines(dirFile(L"control.txt")))
-        if (line.compare(0, 5, L"mode=") == 0)
-            mode = line.substr(5);
+    const std::wstring mode = readMode();
     if (mode == L"noop")
         return 0;
     if (mode.compare(0, 6, L"sleep:") == 0)
