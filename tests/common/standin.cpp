@@ -1,6 +1,5 @@
 // Puts the stand-in rundll32 into the test prefix and takes it away again.
 #include "tests/common/standin.h"
-#include <tlhelp32.h>
 #include "tests/common/testkit.h"
 
 namespace testkit {
@@ -48,35 +47,6 @@ std::wstring wide(const std::string &s)
 
 bool isStandIn(const std::wstring &path) { return exists(path) && readFile(path) == readFile(standInExe()); }
 
-// A stand-in left sleeping by a time-out test would act later, in another test, and it keeps
-// its file from being replaced: end those still running from the system folder.
-void endRunningStandIns()
-{
-    HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
-    if (snapshot == INVALID_HANDLE_VALUE)
-        return;
-    PROCESSENTRY32W entry = {};
-    entry.dwSize = sizeof(entry);
-    for (BOOL more = Process32FirstW(snapshot, &entry); more; more = Process32NextW(snapshot, &entry)) {
-        if (_wcsicmp(entry.szExeFile, L"rundll32.exe") != 0)
-            continue;
-        HANDLE process = OpenProcess(PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE,
-                                     entry.th32ProcessID);
-        if (!process)
-            continue;
-        wchar_t image[MAX_PATH] = L"";
-        DWORD size = MAX_PATH;
-        bool ours = false;
-        if (QueryFullProcessImageNameW(process, 0, image, &size))
-            for (size_t i = 0; i < systemFolders().size(); i++)
-                ours = ours || _wcsicmp(image, systemRundll32(i).c_str()) == 0;
-        if (ours && TerminateProcess(process, 99))
-            WaitForSingleObject(process, 5000);
-        CloseHandle(process);
-    }
-    CloseHandle(snapshot);
-}
-
 }  // namespace
 
 std::wstring standInExe()
@@ -117,7 +87,6 @@ bool installStandIn()
 
 static void removeRundll32()
 {
-    endRunningStandIns();
     HKEY key;
     if (RegOpenKeyExW(HKEY_CURRENT_USER, kOverrideKey, 0, KEY_SET_VALUE, &key) == ERROR_SUCCESS) {
         RegDeleteValueW(key, L"rundll32.exe");

@@ -121,28 +121,11 @@ std::wstring className(HWND window)
 }
 
 namespace {
-struct FindBox {
-    DWORD pid;
-    HWND found;
-};
-
-BOOL CALLBACK findBoxProc(HWND window, LPARAM param)
-{
-    auto *f = reinterpret_cast<FindBox *>(param);
-    DWORD pid = 0;
-    GetWindowThreadProcessId(window, &pid);
-    if (pid == f->pid && IsWindowVisible(window) && className(window) == L"#32770" &&
-        GetDlgItem(window, 0xFFFF) != nullptr) {
-        f->found = window;
-        return FALSE;
-    }
-    return TRUE;
-}
-
 struct FindTop {
     DWORD pid;
     const wchar_t *cls;
     const wchar_t *title;
+    bool box;  // only a visible message box: a dialog with the static text 0xFFFF
     HWND found;
 };
 
@@ -151,7 +134,8 @@ BOOL CALLBACK findTopProc(HWND window, LPARAM param)
     auto *f = reinterpret_cast<FindTop *>(param);
     DWORD pid = 0;
     GetWindowThreadProcessId(window, &pid);
-    if (pid == f->pid && (!f->cls || className(window) == f->cls) && (!f->title || windowText(window) == f->title)) {
+    if (pid == f->pid && (!f->cls || className(window) == f->cls) && (!f->title || windowText(window) == f->title) &&
+        (!f->box || (IsWindowVisible(window) && GetDlgItem(window, 0xFFFF)))) {
         f->found = window;
         return FALSE;
     }
@@ -161,8 +145,8 @@ BOOL CALLBACK findTopProc(HWND window, LPARAM param)
 
 HWND findMessageBox(DWORD processId)
 {
-    FindBox f = {processId, nullptr};
-    EnumWindows(findBoxProc, reinterpret_cast<LPARAM>(&f));
+    FindTop f = {processId, L"#32770", nullptr, true, nullptr};
+    EnumWindows(findTopProc, reinterpret_cast<LPARAM>(&f));
     return f.found;
 }
 
@@ -215,7 +199,7 @@ std::vector<BoxInfo> BoxWatcher::wait()
 
 HWND findTopWindow(DWORD processId, const wchar_t *windowClass, const wchar_t *title)
 {
-    FindTop f = {processId, windowClass, title, nullptr};
+    FindTop f = {processId, windowClass, title, false, nullptr};
     EnumWindows(findTopProc, reinterpret_cast<LPARAM>(&f));
     return f.found;
 }

@@ -26,39 +26,27 @@ std::wstring dirFile(const wchar_t *name) { return std::wstring(kDir) + L"\\" + 
 
 std::string utf8(const std::wstring &s)
 {
-    int n = WideCharToMultiByte(CP_UTF8, 0, s.c_str(), static_cast<int>(s.size()), nullptr, 0, nullptr, nullptr);
-    std::string out(n, '\0');
-    WideCharToMultiByte(CP_UTF8, 0, s.c_str(), static_cast<int>(s.size()), &out[0], n, nullptr, nullptr);
-    return out;
+    char bytes[1024];
+    int n = WideCharToMultiByte(CP_UTF8, 0, s.c_str(), -1, bytes, sizeof bytes, nullptr, nullptr);
+    return std::string(bytes, n > 0 ? n - 1 : 0);
 }
 
+// The listed ports, a name a line (CR LF) in UTF-8.
 std::vector<std::wstring> readPorts()
 {
     std::vector<std::wstring> ports;
+    char bytes[4096];
+    DWORD got = 0;
     HANDLE file = CreateFileW(dirFile(L"ports.txt").c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
                               nullptr, OPEN_EXISTING, 0, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        return ports;
-    std::string bytes(65536, '\0');
-    DWORD got = 0;
-    ReadFile(file, &bytes[0], static_cast<DWORD>(bytes.size()), &got, nullptr);
-    CloseHandle(file);
-    bytes.resize(got);
-    size_t start = 0;
-    while (start < bytes.size()) {
-        size_t end = bytes.find('\n', start);
-        if (end == std::string::npos)
-            end = bytes.size();
-        std::string line = bytes.substr(start, end - start);
-        if (!line.empty() && line.back() == '\r')
-            line.pop_back();
-        if (!line.empty()) {
-            std::wstring name(line.size(), L'\0');
-            name.resize(MultiByteToWideChar(CP_UTF8, 0, line.data(), static_cast<int>(line.size()), &name[0],
-                                            static_cast<int>(name.size())));
-            ports.push_back(name);
-        }
-        start = end + 1;
+    if (file != INVALID_HANDLE_VALUE) {
+        ReadFile(file, bytes, sizeof bytes, &got, nullptr);
+        CloseHandle(file);
+    }
+    for (size_t start = 0, end; (end = std::string(bytes, got).find("\r\n", start)) != std::string::npos; start = end + 2) {
+        wchar_t name[512] = L"";
+        MultiByteToWideChar(CP_UTF8, 0, bytes + start, static_cast<int>(end - start), name, 511);
+        ports.push_back(name);
     }
     return ports;
 }
@@ -68,8 +56,6 @@ void append(const wchar_t *file, const std::wstring &line)
     CreateDirectoryW(kDir, nullptr);
     HANDLE h = CreateFileW(dirFile(file).c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                            OPEN_ALWAYS, 0, nullptr);
-    if (h == INVALID_HANDLE_VALUE)
-        return;
     std::string bytes = utf8(line) + "\r\n";
     DWORD written = 0;
     WriteFile(h, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
@@ -96,42 +82,24 @@ void writeDefaults(const std::wstring &port)
     RegCloseKey(key);
 }
 
+// Level 1 only, which is what the program asks for.
 BOOL WINAPI enumPorts(HANDLE, LPWSTR, DWORD level, LPBYTE buffer, DWORD size, LPDWORD needed, LPDWORD returned)
 {
-    if (level != 1 && level != 2) {
-        SetLastError(ERROR_INVALID_LEVEL);
-        return FALSE;
-    }
     std::vector<std::wstring> ports = readPorts();
-    DWORD record = level == 1 ? sizeof(PORT_INFO_1W) : sizeof(PORT_INFO_2W);
     DWORD total = 0;
     for (const auto &p : ports)
-        total += record + static_cast<DWORD>((p.size() + 1 + (level == 2 ? 2 * (wcslen(kMonitorName) + 1) : 0)) *
-                                             sizeof(wchar_t));
+        total += sizeof(PORT_INFO_1W) + static_cast<DWORD>((p.size() + 1) * sizeof(wchar_t));
     *needed = total;
     *returned = 0;
-    if (total > size || (!buffer && total)) {
-        SetLastError(ERROR_INSUFFICIENT_BUFFER);
+    if (level != 1 || total > size || (!buffer && total)) {
+        SetLastError(level != 1 ? ERROR_INVALID_LEVEL : ERROR_INSUFFICIENT_BUFFER);
         return FALSE;
     }
-    wchar_t *strings = reinterpret_cast<wchar_t *>(buffer + record * ports.size());
-    auto put = [&](const std::wstring &text) {
-        wchar_t *at = strings;
-        memcpy(at, text.c_str(), (text.size() + 1) * sizeof(wchar_t));
-        strings += text.size() + 1;
-        return at;
-    };
+    wchar_t *strings = reinterpret_cast<wchar_t *>(buffer + sizeof(PORT_INFO_1W) * ports.size());
     for (size_t i = 0; i < ports.size(); i++) {
-        if (level == 1) {
-            reinterpret_cast<PORT_INFO_1W *>(buffer)[i].pName = put(ports[i]);
-        } else {
-            PORT_INFO_2W *info = reinterpret_cast<PORT_INFO_2W *>(buffer) + i;
-            info->pPortName = put(ports[i]);
-            info->pMonitorName = put(kMonitorName);
-            info->pDescription = put(kMonitorName);
-            info->fPortType = PORT_TYPE_WRITE;
-            info->Reserved = 0;
-        }
+        reinterpret_cast<PORT_INFO_1W *>(buffer)[i].pName = strings;
+        memcpy(strings, ports[i].c_str(), (ports[i].size() + 1) * sizeof(wchar_t));
+        strings += ports[i].size() + 1;
     }
     *returned = static_cast<DWORD>(ports.size());
     return TRUE;
