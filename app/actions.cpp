@@ -34,8 +34,6 @@ namespace {
 const int kDriverChars = 255;     // what the setup takes of a driver name
 const int kDocumentsChars = 232;  // leaves room for \TessaloomPDF\tl2pdf.rsp in a path field
 
-DWORD g_actionWaitMs = kSetupLockWaitMs;
-
 struct OutcomeExit {
     SetupOutcome outcome;
     ActionExit code;
@@ -111,10 +109,10 @@ int runStatus()
         return !ghostscript && !redMon ? EXIT_NO_COMPONENTS : ghostscript ? EXIT_NO_REDMON : EXIT_NO_GHOSTSCRIPT;
 
     if (!gs2_RedirectedPortExists(kPdfPortName)) {
-        appLogLine(L"Port %s: not registered", kPdfPortName);
+        appLogLine(L"Port %s not registered", kPdfPortName);
         return EXIT_PORT_DIFFERS;
     }
-    appLogLine(L"Port %s:", kPdfPortName);
+    appLogLine(L"Port %s", kPdfPortName);
     gs2_TracePortValues(kPdfPortName);
     int same = 1;
     gs2_ReadPortText(kPdfPortName, L"Arguments", text, PORT_ARGUMENT_CHARS);
@@ -167,10 +165,10 @@ int runLocked(const ActionRequest &request)
         LockResult taken = lockTakeSetup(nullptr, 0, &lock);
         if (taken == LOCK_BUSY) {
             wchar_t seconds[16];
-            _snwprintf(seconds, 16, L"%lu", (g_actionWaitMs + 999) / 1000);
+            _snwprintf(seconds, 16, L"%lu", (lockWaitMs() + 999) / 1000);
             seconds[15] = L'\0';
             appLogString(IDS_ACTION_WAITING, seconds);
-            taken = lockTakeSetup(nullptr, g_actionWaitMs, &lock);
+            taken = lockTakeSetup(nullptr, lockWaitMs(), &lock);
         }
         if (taken != LOCK_TAKEN) {
             if (taken == LOCK_FAILED)
@@ -229,5 +227,3 @@ int appRunAction(const wchar_t *commandLine)
     gs2_SetDocumentsFolder(L"");
     return code;
 }
-
-void appTestSetActionWait(DWORD waitMs) { g_actionWaitMs = waitMs ? waitMs : kSetupLockWaitMs; }

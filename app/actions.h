@@ -24,6 +24,3 @@ enum ActionExit {
 // -1 when the command line is not an unattended one (the window opens as always); else the run's
 // exit code. Process-wide modes it sets are reset before it returns.
 int appRunAction(const wchar_t *commandLine);
-
-// Test seam: how long an action waits for another one (0 restores the 60 s).
-void appTestSetActionWait(DWORD waitMs);

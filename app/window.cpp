@@ -190,7 +190,7 @@ int appOnCommand(WPARAM command)
         // goes on too long, nothing is changed.
         g_setupRunning = true;
         HANDLE lock = nullptr;
-        if (lockTakeSetup(g_mainWindow, kSetupLockWaitMs, &lock) == LOCK_BUSY) {
+        if (lockTakeSetup(g_mainWindow, lockWaitMs(), &lock) == LOCK_BUSY) {
             g_setupRunning = false;
             msgMessageBoxId(g_mainWindow, IDS_SETUP_BUSY, MB_ICONWARNING);
             break;

@@ -7,6 +7,8 @@
 // LocalSystem, say) and a person at the console see the same lock.
 const wchar_t kSetupLockName[] = L"Global\\Brindlecourt.TessaloomPDF.tlpdf.setup";
 
+static DWORD g_testWaitMs;
+
 // An abandoned lock (its holder ended without releasing it) is taken over: each step of the
 // setup replaces what it finds, so a half-done run is simply done again.
 LockResult lockTakeSetup(HWND owner, DWORD waitMs, HANDLE *lock)
@@ -31,3 +33,7 @@ void lockRelease(HANDLE lock)
     ReleaseMutex(lock);
     CloseHandle(lock);
 }
+
+DWORD lockWaitMs() { return g_testWaitMs ? g_testWaitMs : kSetupLockWaitMs; }
+
+void lockTestSetWait(DWORD waitMs) { g_testWaitMs = waitMs; }

@@ -12,3 +12,6 @@ enum LockResult { LOCK_TAKEN = 1, LOCK_BUSY = 2, LOCK_FAILED = 0 };
 // (and disabled). *lock receives the handle to give to lockRelease when LOCK_TAKEN.
 LockResult lockTakeSetup(HWND owner, DWORD waitMs, HANDLE *lock);
 void lockRelease(HANDLE lock);
+// How long a setup waits for another: kSetupLockWaitMs, or what the test seam set (0 restores).
+DWORD lockWaitMs();
+void lockTestSetWait(DWORD waitMs);
