@@ -15,7 +15,6 @@
 #include "setup/autosetup.h"
 #include "setup/port.h"
 #include "setup/spooler.h"
-#include "support/appstate.h"
 #include "support/res.h"
 #include "support/setuplock.h"
 #include "support/sys.h"
@@ -32,10 +31,16 @@ const wchar_t kLog[] = L"C:\\tlpdf-cli.log";
 bool keyExists(HKEY root, const wchar_t *path)
 {
     HKEY key;
-    if (RegOpenKeyExW(root, path, 0, KEY_READ, &key) != ERROR_SUCCESS)
-        return false;
-    RegCloseKey(key);
-    return true;
+    return RegOpenKeyExW(root, path, 0, KEY_READ, &key) == ERROR_SUCCESS && RegCloseKey(key) == ERROR_SUCCESS;
+}
+
+// The log's text after its mark ("<no mark>" when the file lacks one).
+std::wstring logText()
+{
+    std::string bytes = testkit::readFile(kLog);
+    if (bytes.compare(0, 2, "\xFF\xFE") != 0)
+        return L"<no mark>";
+    return std::wstring(reinterpret_cast<const wchar_t *>(bytes.data() + 2), (bytes.size() - 2) / 2);
 }
 
 std::wstring printerPort()
@@ -88,18 +93,8 @@ Outcome run(const std::wstring &arguments, bool append = false, const std::wstri
         EnumWindows(noteWindow, reinterpret_cast<LPARAM>(&seen));
         return child.waitExit(0, &r.code);
     }, 60000);
-    std::string bytes = testkit::readFile(kLog);
-    r.log = bytes.compare(0, 2, "\xFF\xFE") ? L"<no mark>"
-                                            : std::wstring(reinterpret_cast<const wchar_t *>(bytes.data() + 2),
-                                                           (bytes.size() - 2) / 2);
+    r.log = logText();
     return r;
-}
-
-std::wstring exitLine(int code)
-{
-    wchar_t meaning[256];
-    resLoadString(nullptr, IDS_EXIT_FIRST + code, meaning, 256);
-    return L"\r\nExit code " + std::to_wstring(code) + L": " + meaning + L"\r\n";
 }
 
 // Checks what every unattended run must show: its code, no window, the log's last line.
@@ -108,7 +103,9 @@ void expectRun(const Outcome &r, DWORD code, const wchar_t *says = L"")
     EXPECT_EQ(code, r.code);
     EXPECT_TRUE(r.windows.empty()) << testing::PrintToString(r.windows);
     EXPECT_EQ(0u, r.log.find(L"==System Info=======\r\n")) << testing::PrintToString(r.log);
-    std::wstring last = exitLine(static_cast<int>(code));
+    wchar_t meaning[256];
+    resLoadString(nullptr, IDS_EXIT_FIRST + code, meaning, 256);
+    std::wstring last = L"\r\nExit code " + std::to_wstring(code) + L": " + meaning + L"\r\n";
     EXPECT_EQ(r.log.size() - last.size(), r.log.rfind(last));
     EXPECT_NE(std::wstring::npos, r.log.find(says)) << testing::PrintToString(r.log);
 }
@@ -274,65 +271,34 @@ TEST_F(Cli, ExitCodesNameWhatWentWrong)
               9, L"Because your Windows is not Vista nor Windows 7");
 }
 
-// Holds the setup lock from a thread of its own, as another program would.
-class LockHolder {
-public:
-    LockHolder() : held_(CreateEventW(nullptr, TRUE, FALSE, nullptr)), release_(CreateEventW(nullptr, TRUE, FALSE, nullptr))
-    {
-        thread_ = std::thread([this] {
-            HANDLE lock = CreateMutexW(nullptr, TRUE, kSetupLockName);
-            SetEvent(held_);
-            WaitForSingleObject(release_, INFINITE);
-            ReleaseMutex(lock);
-            CloseHandle(lock);
-        });
-        WaitForSingleObject(held_, INFINITE);
-    }
-    ~LockHolder()
-    {
-        SetEvent(release_);
-        thread_.join();
-        CloseHandle(held_);
-        CloseHandle(release_);
-    }
-    LockHolder(const LockHolder &) = delete;
-    LockHolder &operator=(const LockHolder &) = delete;
-private:
-    HANDLE held_, release_;
-    std::thread thread_;
-};
+// Another program holding the setup lock until it is ended.
+TESTKIT_CHILD_MODE(holdLock, L"--hold-setup-lock", [](int, wchar_t **) {
+    CreateMutexW(nullptr, TRUE, kSetupLockName);
+    Sleep(INFINITE);
+    return 0;
+})
 
-// A second action waits for the first and then runs; after the wait it gives up with 14 and
-// the button with its message, both changing nothing. The 60 s wait is shortened for the
-// in-process runs, as is the administrator answer that Wine always gives.
+bool lockHeld()
+{
+    HANDLE lock = OpenMutexW(SYNCHRONIZE, FALSE, kSetupLockName);
+    return lock && CloseHandle(lock);
+}
+
+// While another program holds the lock, an action gives up with 14 after its wait and the
+// button with its message, both changing nothing; a setup started meanwhile runs once the holder
+// has gone. The 60 s wait is shortened for the in-process runs, as is the administrator answer
+// that Wine always gives.
 TEST_F(Cli, SecondSetupWaitsForTheFirstOrGivesUp)
 {
-    {
-        auto holder = std::make_unique<LockHolder>();
-        testkit::Child child(testkit::binPath(L"tlpdf.exe"), L"-SETUP -LOG[" + std::wstring(kLog) + L"]");
-        EXPECT_TRUE(testkit::waitFor([] {
-            std::string log = testkit::readFile(kLog);
-            return std::wstring(reinterpret_cast<const wchar_t *>(log.data()), log.size() / 2)
-                       .find(L"waiting up to 60 seconds") != std::wstring::npos;
-        }));
-        EXPECT_EQ(L"<none>", printerPort());
-        holder.reset();
-        DWORD code = 99;
-        EXPECT_TRUE(child.waitExit(60000, &code));
-        EXPECT_EQ(0u, code);
-    }
-    testkit::deleteAllPrinters();
-    testkit::deleteRegTree(HKEY_LOCAL_MACHINE, kMonitorKey);
+    auto holder = std::make_unique<testkit::Child>(testkit::binPath(L"tlpdf_tests.exe"), L"--hold-setup-lock");
+    ASSERT_TRUE(testkit::waitFor(lockHeld));
     lockTestSetWait(300);
-    LockHolder holder;
     EXPECT_EQ(14, appRunAction(L"-UNINSTALL"));
     EXPECT_EQ(-1, appRunAction(L"-SOURCE[a] -TARGET[b]"));  // the window's line: not an action
 
-    appSetInstance(GetModuleHandleW(nullptr));
     ASSERT_TRUE(appRegisterClass(GetModuleHandleW(nullptr)));
     RECT rect = {120, 120, 570, 370};
     HWND window = appCreateMainWindow(&rect, GetModuleHandleW(nullptr), SW_SHOWNORMAL);
-    ASSERT_NE(nullptr, window);
     std::wstring shown;
     std::thread closer([&shown] {
         HWND box = nullptr;
@@ -349,9 +315,20 @@ TEST_F(Cli, SecondSetupWaitsForTheFirstOrGivesUp)
     EXPECT_EQ(busy, shown);
     EXPECT_FALSE(keyExists(HKEY_LOCAL_MACHINE, kPortKey));
     DestroyWindow(window);
-
+    MSG message;
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+        DispatchMessageW(&message);
     sysTestSetAdmin(0);
     EXPECT_EQ(8, appRunAction(L"-STATUS"));
+
+    testkit::Child setup(testkit::binPath(L"tlpdf.exe"), L"-SETUP -LOG[" + std::wstring(kLog) + L"]");
+    EXPECT_TRUE(testkit::waitFor([] { return logText().find(L"waiting up to 60 seconds") != std::wstring::npos; }));
+    EXPECT_EQ(L"<none>", printerPort());
+    holder.reset();  // its lock is abandoned, and taken over
+    DWORD code = 99;
+    EXPECT_TRUE(setup.waitExit(60000, &code));
+    EXPECT_EQ(0u, code);
+    EXPECT_EQ(L"TessaloomPDF:", printerPort());
 }
 
 }  // namespace
