@@ -133,6 +133,9 @@ TEST(ResStrings, NoTextBeyondTheTable) {
     ASSERT_FALSE(bundles.empty());
     std::set<UINT> expected;
     for (const auto &row : kStrings) expected.insert(row.id);
+    // The unattended actions' texts: exit-code meanings, then the messages up to the button's.
+    for (UINT id = IDS_EXIT_FIRST; id <= IDS_SETUP_BUSY; ++id)
+        if (id <= IDS_EXIT_FIRST + 14 || id >= IDS_USAGE_BRACKET) expected.insert(id);
     std::set<UINT> found;
     for (UINT bundle : bundles) {
         for (UINT id = (bundle - 1) * 16; id < bundle * 16; ++id) {
