@@ -4,6 +4,7 @@
 
 INT_PTR CALLBACK mainDlgProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam);
 void mainDlgInit(HWND dialog);
+// A null dialog writes the component block to the trace only.
 void mainDlgShowComponents(int trace, HWND dialog);
 BOOL mainDlgUpdateState(HWND dialog);
 

@@ -3,6 +3,7 @@
 #include <commctrl.h>
 #include "app/cmdline.h"
 #include "app/about.h"
+#include "app/actions.h"
 #include "app/identity.h"
 #include "app/maindlg.h"
 #include "detect/gs.h"
@@ -14,6 +15,7 @@
 #include "support/dlg.h"
 #include "support/msg.h"
 #include "support/rect.h"
+#include "support/setuplock.h"
 #include "support/shell.h"
 #include "support/sys.h"
 #include "support/syslib.h"
@@ -183,9 +185,18 @@ int appOnCommand(WPARAM command)
         OpenDocumentOrUrl(g_mainWindow, L"" TLPDF_INSTRUCTIONS_URL);
         break;
     case IDM_SETUP: {
-        // A successful setup with the printer present ends the program.
+        // A successful setup with the printer present ends the program. Another setup (this
+        // program run by a deployment tool, say) is waited for with the window alive; when it
+        // goes on too long, nothing is changed.
         g_setupRunning = true;
+        HANDLE lock = nullptr;
+        if (lockTakeSetup(g_mainWindow, lockWaitMs(), &lock) == LOCK_BUSY) {
+            g_setupRunning = false;
+            msgMessageBoxId(g_mainWindow, IDS_SETUP_BUSY, MB_ICONWARNING);
+            break;
+        }
         UINT done = gs2_AutoSetupTessaloomPDF(g_mainWindow, L"", 1);
+        lockRelease(lock);
         g_setupRunning = false;
         if (done) {
             if (gs2_IsPdfPrinterInstalled()) {
@@ -232,6 +243,10 @@ int appRun(HINSTANCE instance, HINSTANCE previous, const wchar_t *commandLine, i
         oneShot = appParseCommandLine(commandLine);
     appSetInstance(instance);
     appSetIdentity(instance);
+    // -SETUP, -STATUS or -UNINSTALL: no window at all, the result is the exit code.
+    int actionCode = appRunAction(commandLine);
+    if (actionCode >= 0)
+        return actionCode;
     INITCOMMONCONTROLSEX controls;
     controls.dwSize = sizeof(controls);
     controls.dwICC = 0xFF;  // all the classic control classes

@@ -14,14 +14,41 @@
 const wchar_t kDataFolderName[] = L"TessaloomPDF";
 const wchar_t kRspFileName[] = L"tl2pdf.rsp";
 
+namespace {
+
+wchar_t g_documents[MAX_PATH + 1];  // set for an unattended run that names the Documents folder
+
+// The Documents folder of the account that runs the program, unless one was named for it.
+// When the shell fails, the text stays empty; callers have always lived with that.
+void documentsFolder(wchar_t *out)
+{
+    out[0] = L'\0';
+    if (g_documents[0])
+        strCopyN(out, g_documents, MAX_PATH);
+    else
+        SHGetFolderPathW(appGetFrameWindow(), CSIDL_PERSONAL, nullptr, 0, out);
+}
+
+}  // namespace
+
+void gs2_SetDocumentsFolder(const wchar_t *folder) { strCopyN(g_documents, folder ? folder : L"", MAX_PATH); }
+
+// In a look-only run nothing is created: a folder that could be made counts as there, so that
+// the paths come out as a setup would write them.
 int gs2_EnsureFolder(const wchar_t *path)
 {
     if (pathIsDirectory(path))
         return 1;
+    if (appIsLookOnly())
+        return GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES ? 1 : 0;
     if (GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES) {
         // A file stands where the folder belongs. The message has no text on purpose.
         wchar_t message[512];
         resFormatString(message, 512, IDS_FOLDER_BLOCKED, path);
+        if (!message[0] && appIsWindowless()) {
+            _snwprintf(message, 512, L"A file stands where the folder %s belongs.", path);
+            message[511] = L'\0';
+        }
         msgMessageBox(nullptr, message, MB_ICONERROR);
         return 0;
     }
@@ -35,7 +62,7 @@ int gs2_GetDataFolder(wchar_t *out)
         out[0] = L'\0';
     wchar_t documents[MAX_PATH + 1] = L"";
     // When the shell fails, the folder is the relative name alone; that is how it was.
-    SHGetFolderPathW(appGetFrameWindow(), CSIDL_PERSONAL, nullptr, 0, documents);
+    documentsFolder(documents);
     wchar_t folder[PATH_BUFFER] = L"";
     pathJoin(folder, documents, kDataFolderName);
     int result = gs2_EnsureFolder(folder);
@@ -49,7 +76,7 @@ int gs2_GetDataFolder(wchar_t *out)
 int gs2_DataPathsFit(wchar_t *folder, int capacity)
 {
     wchar_t documents[MAX_PATH + 1] = L"";
-    SHGetFolderPathW(appGetFrameWindow(), CSIDL_PERSONAL, nullptr, 0, documents);
+    documentsFolder(documents);
     size_t length = wcslen(documents);
     int separator = length && documents[length - 1] != L'\\' ? 1 : 0;
     _snwprintf(folder, capacity, L"%s%s%s", documents, separator ? L"\\" : L"", kDataFolderName);

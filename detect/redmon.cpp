@@ -2,6 +2,7 @@
 #include "detect/redmon.h"
 #include <cwchar>
 #include <initializer_list>
+#include "support/appstate.h"
 #include "support/handles.h"
 #include "support/path.h"
 #include "support/sys.h"
@@ -21,17 +22,21 @@ Wow64RedirectionFn lookUp(HMODULE kernel, bool first)
         reinterpret_cast<void (*)()>(GetProcAddress(kernel, "Wow64RevertWow64FsRedirection")));
 }
 
-int libraryInSystemFolder(const wchar_t *library)
+// `path` receives the library's full path when it is there.
+int libraryInSystemFolder(const wchar_t *library, wchar_t *path)
 {
-    wchar_t system[PATH_BUFFER] = L"", path[PATH_BUFFER] = L"";
-    return pathSystemFolder(system) && pathJoinWhole(path, system, library) && pathFileExists(path) ? 1 : 0;
+    wchar_t system[PATH_BUFFER] = L"";
+    if (pathSystemFolder(system) && pathJoinWhole(path, system, library) && pathFileExists(path))
+        return 1;
+    path[0] = L'\0';
+    return 0;
 }
 
 // RedMon 1.9 names its library redmon32.dll or redmon64.dll; the monitor's registration names
 // the one the spooler loads. Only opened: nothing is created here.
-int redMon19Installed()
+int redMon19Installed(wchar_t *path)
 {
-    wchar_t folder[PATH_BUFFER], path[PATH_BUFFER];
+    wchar_t folder[PATH_BUFFER];
     if (!pathNativeSystemFolder(folder))
         return 0;
     wchar_t driver[PATH_BUFFER] = L"";
@@ -47,6 +52,7 @@ int redMon19Installed()
     for (const wchar_t *name : {static_cast<const wchar_t *>(driver), L"redmon32.dll", L"redmon64.dll"})
         if (name[0] && pathJoin(path, folder, name) && pathFileExists(path))
             return 1;
+    path[0] = L'\0';
     return 0;
 }
 
@@ -55,14 +61,17 @@ int redMon19Installed()
 // call that fails ends the lookup with "not installed". Given an address, the call switches
 // redirection off for this thread; a third call with a null value switches it back on, or
 // the rest of the run (MAPI32.DLL, say) would load from the 64-bit system folder.
-int redMon17Installed()
+int redMon17Installed(wchar_t *path)
 {
     wchar_t library[257] = L"redmonnt.dll";
     int wow64 = sysIsWow64();
     if (sysIsVistaOrLater() && wow64) {
         ScopedHKey key;
-        if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, kRedMonMonitorKey, 0, const_cast<wchar_t *>(L""), 0, KEY_READ,
-                            nullptr, key.out(), nullptr) == ERROR_SUCCESS) {
+        LONG opened = appIsLookOnly()
+                          ? RegOpenKeyExW(HKEY_LOCAL_MACHINE, kRedMonMonitorKey, 0, KEY_READ, key.out())
+                          : RegCreateKeyExW(HKEY_LOCAL_MACHINE, kRedMonMonitorKey, 0, const_cast<wchar_t *>(L""), 0,
+                                            KEY_READ, nullptr, key.out(), nullptr);
+        if (opened == ERROR_SUCCESS) {
             wchar_t driver[257];
             ZeroMemory(driver, sizeof(driver));
             DWORD bytes = 256;  // at most 128 characters
@@ -73,8 +82,9 @@ int redMon17Installed()
             }
         }
     }
+    path[0] = L'\0';
     if (!wow64)
-        return libraryInSystemFolder(library);
+        return libraryInSystemFolder(library, path);
 
     HMODULE kernel = GetModuleHandleW(L"kernel32");
     if (!kernel)
@@ -86,7 +96,7 @@ int redMon17Installed()
     PVOID saved = nullptr;
     if (!first(&saved))
         return 0;
-    int result = libraryInSystemFolder(library);
+    int result = libraryInSystemFolder(library, path);
     second(&saved);
     second(nullptr);
     return result;
@@ -95,7 +105,13 @@ int redMon17Installed()
 }  // namespace
 
 // When the check kept from RedMon 1.7's days says "not installed", RedMon 1.9 may still be there.
-int gs2_IsRedMonInstalled() { return redMon17Installed() || redMon19Installed() ? 1 : 0; }
+int gs2_GetRedMonLibrary(wchar_t *path) { return redMon17Installed(path) || redMon19Installed(path) ? 1 : 0; }
+
+int gs2_IsRedMonInstalled()
+{
+    wchar_t path[PATH_BUFFER];
+    return gs2_GetRedMonLibrary(path);
+}
 
 void redmonTestSetRedirectionCalls(Wow64RedirectionFn first, Wow64RedirectionFn second)
 {

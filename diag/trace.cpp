@@ -9,6 +9,7 @@
 #include "support/msg.h"
 #include "support/path.h"
 #include "support/res.h"
+#include "support/str.h"
 #include "support/txf.h"
 
 const wchar_t kTraceFileName[] = L"~tlpdf_dbg.txt";
@@ -17,6 +18,8 @@ namespace {
 
 int g_debugMode;
 int g_traceDepth;
+wchar_t g_traceFile[PATH_BUFFER];  // a log named by the caller, instead of the data folder's file
+bool g_writing;
 
 // Tracing must not disturb the error a caller is about to report.
 class LastErrorKeeper {
@@ -35,8 +38,14 @@ void dbg_SetDebugMode(int on) { g_debugMode = on; }
 
 int dbg_IsDebugMode() { return g_debugMode; }
 
+void dbg_SetTraceFile(const wchar_t *path) { strCopyN(g_traceFile, path ? path : L"", PATH_CHARS); }
+
 void dbg_GetTraceFilePath(wchar_t *out)
 {
+    if (g_traceFile[0]) {
+        strCopyN(out, g_traceFile, PATH_CHARS);
+        return;
+    }
     wchar_t folder[PATH_BUFFER];
     gs2_GetDataFolder(folder);
     out[0] = L'\0';
@@ -46,7 +55,9 @@ void dbg_GetTraceFilePath(wchar_t *out)
 // Opened and closed for every entry, so the file is complete whenever the program stops.
 void dbg_WriteTrace(const wchar_t *text, int addNewLine, int indent)
 {
-    if (!text || !*text)
+    // A file that cannot be written is reported by the file layer; where that report is traced
+    // (a run without windows), it must not come back here.
+    if (!text || !*text || g_writing)
         return;
     LastErrorKeeper keeper;
     wchar_t path[PATH_BUFFER];
@@ -61,7 +72,9 @@ void dbg_WriteTrace(const wchar_t *text, int addNewLine, int indent)
         wmemset(indented, L'\t', tabs);
         wmemcpy(indented + tabs, text, length);
     }
+    g_writing = true;
     txfAppend(path, indented ? indented : text, addNewLine, 1);
+    g_writing = false;
     free(indented);
 }
 

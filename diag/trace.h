@@ -7,6 +7,8 @@ extern const wchar_t kTraceFileName[];
 void dbg_SetDebugMode(int on);
 int dbg_IsDebugMode();
 void dbg_GetTraceFilePath(wchar_t *out);
+// Sends the trace to another file for the rest of the run ("" restores the data folder's).
+void dbg_SetTraceFile(const wchar_t *path);
 void dbg_WriteTrace(const wchar_t *text, int addNewLine, int indent);
 // In debug mode only: formats one line and writes it with a line end, indented.
 void dbg_TraceLine(const wchar_t *format, ...);

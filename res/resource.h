@@ -81,6 +81,22 @@
 
 #define IDS_PROGRESS_CAPTION        15020
 
+// Unattended actions (-SETUP, -STATUS, -UNINSTALL). The meaning of exit code N is
+// IDS_EXIT_FIRST + N; the log's last line names it.
+#define IDS_EXIT_FIRST              15100   // 15100..15114: exit codes 0..14
+#define IDS_USAGE_BRACKET           15120
+#define IDS_USAGE_UNKNOWN           15121
+#define IDS_USAGE_SOURCE_TARGET     15122
+#define IDS_USAGE_ACTIONS           15123
+#define IDS_USAGE_REPEATED          15124
+#define IDS_USAGE_TRAILING          15125
+#define IDS_USAGE_NO_VALUE          15126
+#define IDS_USAGE_NOT_WITH          15127
+#define IDS_USAGE_DOCUMENTS         15128
+#define IDS_NO_DOCUMENTS            15129   // the account has no Documents folder a person uses
+#define IDS_ACTION_WAITING          15130
+#define IDS_SETUP_BUSY              15131   // the setup button: another setup holds the lock
+
 // ---- Dialogs ---------------------------------------------------------------------------------
 // MAIN_DLG and PROGRESS_MSGBOX are named (see above).
 #define IDD_ABOUT                   103

@@ -33,6 +33,7 @@ const wchar_t kSecondPrinterName[] = L"TLPDF";
 const wchar_t kSecondPortName[] = L"TLPDF:";
 
 wchar_t g_currentDriver[kNameChars + 1];
+SetupOutcome g_outcome = SETUP_DONE;
 
 // A setup refused before anything was changed: the reason in a box and in the trace.
 void reportRefusal(HWND owner, const wchar_t *text, int interactive)
@@ -132,6 +133,8 @@ int gs2_UseSecondPdfPrinter() { return 0; }
 
 const wchar_t *gs2_CurrentPdfDriverName() { return g_currentDriver; }
 
+SetupOutcome gs2_LastSetupOutcome() { return g_outcome; }
+
 UINT gs2_AutoSetupTessaloomPDF(HWND owner, const wchar_t *driver, int interactive)
 {
     UINT result = 0;
@@ -144,6 +147,9 @@ UINT gs2_AutoSetupTessaloomPDF(HWND owner, const wchar_t *driver, int interactiv
     int redMonFound = gs2_IsRedMonInstalled();
     dbg_Indent();
     if (!ghostscriptFound || !redMonFound) {
+        g_outcome = ghostscriptFound ? SETUP_MISSING_REDMON
+                    : redMonFound    ? SETUP_MISSING_GHOSTSCRIPT
+                                     : SETUP_MISSING_BOTH;
         // The level raised above stays raised on this path; the trace has always looked so.
         gs2_ReportMissingComponents(owner, ghostscriptFound, redMonFound, interactive);
         goto done;
@@ -160,6 +166,7 @@ UINT gs2_AutoSetupTessaloomPDF(HWND owner, const wchar_t *driver, int interactiv
         else
             gs2_ChooseDriverName(candidate);
         if (!gs2_IsSafeBatchText(candidate)) {
+            g_outcome = SETUP_DRIVER_REFUSED;
             resFormatString(message, kNameChars * 2, IDS_DRIVER_NAME_REFUSED, candidate);
             reportRefusal(owner, message, interactive);
             dbg_Unindent();
@@ -172,6 +179,7 @@ UINT gs2_AutoSetupTessaloomPDF(HWND owner, const wchar_t *driver, int interactiv
     {
         wchar_t folder[PATH_BUFFER + MAX_PATH];
         if (!gs2_DataPathsFit(folder, PATH_BUFFER + MAX_PATH)) {
+            g_outcome = SETUP_FOLDER_TOO_LONG;
             wchar_t refusal[kNameChars * 3];
             resFormatString(refusal, kNameChars * 3, IDS_DATA_FOLDER_TOO_LONG, folder);
             reportRefusal(owner, refusal, interactive);
@@ -181,6 +189,7 @@ UINT gs2_AutoSetupTessaloomPDF(HWND owner, const wchar_t *driver, int interactiv
     }
     // printui needs a running spooler; a disabled one is the administrator's to enable.
     if (splEnsureServiceRunning() == SPL_REFUSED) {
+        g_outcome = SETUP_SPOOLER_REFUSED;
         resLoadString(owner, IDS_SPOOLER_REFUSED, message, kNameChars * 2);
         reportRefusal(owner, message, interactive);
         dbg_Unindent();
@@ -188,6 +197,7 @@ UINT gs2_AutoSetupTessaloomPDF(HWND owner, const wchar_t *driver, int interactiv
     }
 
     if (!gs2_AddRedirectedPortUsingRegistry(owner, kPdfPortName, ghostscript)) {
+        g_outcome = SETUP_PORT_FAILED;
         if (interactive)
             msgErrorBoxId(owner, IDS_PORT_FAILED);
         dbg_WriteTraceString(IDS_PORT_FAILED, 1, 1);
@@ -220,6 +230,7 @@ UINT gs2_AutoSetupTessaloomPDF(HWND owner, const wchar_t *driver, int interactiv
             DestroyWindow(progress);
     }
     dbg_Unindent();
+    g_outcome = result ? SETUP_DONE : SETUP_PRINTER_FAILED;
 
     if (interactive && !result) {
         resFormatString(message, kNameChars * 2, IDS_PRINTER_FAILED, L"TessaloomPDF");

@@ -5,6 +5,19 @@
 extern const wchar_t kCustomisationFile[];  // "~tlpdf_cust.txt" beside the executable
 
 UINT gs2_AutoSetupTessaloomPDF(HWND owner, const wchar_t *driver, int interactive);
+// Where the last gs2_AutoSetupTessaloomPDF ended, for callers that report more than success.
+enum SetupOutcome {
+    SETUP_DONE,
+    SETUP_MISSING_GHOSTSCRIPT,
+    SETUP_MISSING_REDMON,
+    SETUP_MISSING_BOTH,
+    SETUP_DRIVER_REFUSED,
+    SETUP_FOLDER_TOO_LONG,
+    SETUP_SPOOLER_REFUSED,
+    SETUP_PORT_FAILED,
+    SETUP_PRINTER_FAILED,
+};
+SetupOutcome gs2_LastSetupOutcome();
 void gs2_ChooseDriverName(wchar_t *out);
 void gs2_SetPdfPrinterName(const wchar_t *driver, wchar_t *out);
 void gs2_GetPdfPrinterName(wchar_t *out);

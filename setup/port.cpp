@@ -4,6 +4,7 @@
 #include "detect/locations.h"
 #include "diag/trace.h"
 #include "setup/spooler.h"
+#include "support/appstate.h"
 #include "support/handles.h"
 #include "support/msg.h"
 #include "support/path.h"
@@ -88,7 +89,7 @@ void gs2_AddPortThroughMonitor(const wchar_t *port)
     }
     DWORD status = 0;
     wchar_t line[256];
-    if (!splAddMonitorPort(kRedirectedPortMonitor, port, &status)) {
+    if (!splMonitorPortCall(kRedirectedPortMonitor, L"AddPort", port, &status)) {
         _snwprintf(line, 256, L"The %s monitor cannot be opened; the port is written to the registry only",
                    kRedirectedPortMonitor);
     } else if (status == ERROR_SUCCESS || status == ERROR_ALREADY_EXISTS) {
@@ -167,7 +168,9 @@ LONG f_CreatePort(HKEY portsKey, const wchar_t *port, const wchar_t *command, DW
 int gs2_RedirectedPortExists(const wchar_t *port)
 {
     ScopedHKey ports;
-    if (createKey(HKEY_LOCAL_MACHINE, kPortsKey, KEY_READ, ports.out()) != ERROR_SUCCESS)
+    LONG opened = appIsLookOnly() ? RegOpenKeyExW(HKEY_LOCAL_MACHINE, kPortsKey, 0, KEY_READ, ports.out())
+                                  : createKey(HKEY_LOCAL_MACHINE, kPortsKey, KEY_READ, ports.out());
+    if (opened != ERROR_SUCCESS)
         return 0;
     // An open, not a create-or-open: some registries let a read-only parent create
     // subkeys, which would turn this probe into a writer.
@@ -184,6 +187,70 @@ int gs2_DeleteRedirectedPort(const wchar_t *port)
         return 0;
     LONG status = RegDeleteKeyW(ports.get(), port);
     return status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND ? 1 : 0;
+}
+
+int gs2_ReadPortText(const wchar_t *port, const wchar_t *name, wchar_t *out, int capacity)
+{
+    out[0] = L'\0';
+    wchar_t path[PATH_BUFFER + 128];
+    _snwprintf(path, PATH_BUFFER + 128, L"%s\\%s", kPortsKey, port);
+    path[PATH_BUFFER + 127] = L'\0';
+    ScopedHKey key;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_QUERY_VALUE, key.out()) != ERROR_SUCCESS)
+        return 0;
+    DWORD type = 0, bytes = static_cast<DWORD>((capacity - 1) * sizeof(wchar_t));
+    LONG rc = RegQueryValueExW(key.get(), name, nullptr, &type, reinterpret_cast<BYTE *>(out), &bytes);
+    if (rc != ERROR_SUCCESS || (type != REG_SZ && type != REG_DWORD) || (type == REG_DWORD && bytes != 4)) {
+        out[0] = L'\0';
+        return 0;
+    }
+    if (type == REG_DWORD) {
+        DWORD number = *reinterpret_cast<DWORD *>(out);
+        _snwprintf(out, capacity, L"%lu", number);
+    } else {
+        out[bytes / sizeof(wchar_t)] = L'\0';  // stored text need not end in a terminator
+    }
+    out[capacity - 1] = L'\0';
+    return 1;
+}
+
+// The twelve values in the order they are written, "(missing)" for one that is not there.
+void gs2_TracePortValues(const wchar_t *port)
+{
+    for (const PortValue &value : kPortValues) {
+        wchar_t text[PORT_ARGUMENT_CHARS];
+        int read = gs2_ReadPortText(port, value.name, text, PORT_ARGUMENT_CHARS);
+        dbg_TraceLine(L"%s = %s", value.name, read ? text : L"(missing)");
+    }
+}
+
+// The undoing of the two above: the spooler forgets the port only when its monitor deletes it,
+// and RedMon's key goes as well (a monitor that kept it would still hand it to the next spooler
+// start). 1 when neither is left; a spooler that cannot be asked has nothing to forget.
+int gs2_RemoveRedirectedPort(const wchar_t *port)
+{
+    int removed = 1;
+    if (splIsPortKnown(port) == 1) {
+        DWORD status = 0;
+        if (!splMonitorPortCall(kRedirectedPortMonitor, L"DeletePort", port, &status)) {
+            dbg_TraceError(L"The port is known to the spooler, but its monitor cannot be opened", status);
+            removed = 0;
+        } else if (status != ERROR_SUCCESS) {
+            dbg_TraceError(L"The monitor refused to delete the port", status);
+            removed = 0;
+        } else {
+            dbg_TraceLine(L"Port %s deleted through the %s monitor.", port, kRedirectedPortMonitor);
+        }
+    }
+    if (gs2_RedirectedPortExists(port)) {
+        if (gs2_DeleteRedirectedPort(port) && !gs2_RedirectedPortExists(port)) {
+            dbg_TraceLine(L"Registry key of port %s removed.", port);
+        } else {
+            dbg_TraceLine(L"Registry key of port %s could not be removed.", port);
+            removed = 0;
+        }
+    }
+    return removed;
 }
 
 // The answer says only whether the Ports key could be reached; the values' own failures

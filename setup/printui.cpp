@@ -179,6 +179,32 @@ int gs2_DeletePrinterIfExists(HWND owner, const wchar_t *batchPath, HANDLE batch
     return runBatch(owner, batchPath, waitMs);
 }
 
+// The same delete line the setup runs before it installs, in the same held batch file. 1 when
+// no printer of that name is left.
+int gs2_RemovePrinter_Thru_Dll(HWND owner, const wchar_t *display)
+{
+    if (!gs2_IsPrinterInstalled(display))
+        return 1;
+    wchar_t temp[PATH_BUFFER] = L"", batch[PATH_BUFFER] = L"";
+    if (!gs2_IsSafeBatchText(display) || !pathTempFolder(temp) || !pathJoinWhole(batch, temp, kSetupBatchName) ||
+        !isSafeCommandPath(batch)) {
+        dbg_TraceLine(L"Printer %s: no safe batch file for its removal.", display);
+        return 0;
+    }
+    ScopedHandle file(createBatch(batch));
+    if (!file) {
+        refuseBatchFile(owner, batch);
+        return 0;
+    }
+    int ran = gs2_DeletePrinterIfExists(owner, batch, file.get(), display, kInstallerWaitMs);
+    file.reset();
+    pathDeleteFile(batch);
+    int gone = !gs2_IsPrinterInstalled(display);
+    dbg_TraceLine(gone ? L"Printer %s removed." : L"Printer %s is still installed (installer %s).", display,
+                  ran ? L"ran" : L"did not run");
+    return gone;
+}
+
 int gs2_AddPrinter_Thru_Dll(HWND owner, const wchar_t *driver, const wchar_t *port, const wchar_t *display)
 {
     int result = 0;

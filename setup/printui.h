@@ -6,6 +6,7 @@ extern const wchar_t kSetupBatchName[];  // "tl2pdf_setup.bat" in the temporary 
 const DWORD kInstallerWaitMs = 2000000;
 
 int gs2_AddPrinter_Thru_Dll(HWND owner, const wchar_t *driver, const wchar_t *port, const wchar_t *display);
+int gs2_RemovePrinter_Thru_Dll(HWND owner, const wchar_t *display);
 int gs2_CheckPrintUiFiles(const wchar_t *windowsFolder, int *rundll32Found, int *ntprintFound);
 int gs2_DeletePrinterIfExists(HWND owner, const wchar_t *batchPath, HANDLE batchFile, const wchar_t *display,
                               DWORD waitMs);

@@ -1,5 +1,5 @@
 // The Print Spooler as the setup needs it: its service, its list of ports, the port monitor's
-// AddPort, and the port a printer is on. The spooler calls of the setup stay together here.
+// port commands, and the port a printer is on. The spooler calls of the setup stay together here.
 #include "setup/spooler.h"
 #include <winspool.h>
 #include <cstdlib>
@@ -116,7 +116,7 @@ int splIsPortKnown(const wchar_t *port)
 }
 
 // The port name goes with its terminator, as the monitors' own configuration dialogs send it.
-int splAddMonitorPort(const wchar_t *monitor, const wchar_t *port, DWORD *status)
+int splMonitorPortCall(const wchar_t *monitor, const wchar_t *command, const wchar_t *port, DWORD *status)
 {
     wchar_t object[128];
     _snwprintf(object, 128, L",XcvMonitor %s", monitor);
@@ -128,7 +128,7 @@ int splAddMonitorPort(const wchar_t *monitor, const wchar_t *port, DWORD *status
         return 0;
     }
     DWORD needed = 0, answer = ERROR_SUCCESS;
-    if (!sysXcvDataW(xcv, L"AddPort", reinterpret_cast<BYTE *>(const_cast<wchar_t *>(port)),
+    if (!sysXcvDataW(xcv, command, reinterpret_cast<BYTE *>(const_cast<wchar_t *>(port)),
                   static_cast<DWORD>((wcslen(port) + 1) * sizeof(wchar_t)), nullptr, 0, &needed, &answer))
         answer = GetLastError();
     sysClosePrinter(xcv);
@@ -138,7 +138,14 @@ int splAddMonitorPort(const wchar_t *monitor, const wchar_t *port, DWORD *status
 
 int splGetPrinterPort(const wchar_t *printer, wchar_t *out, int capacity)
 {
+    return splGetPrinterPortAndDriver(printer, out, nullptr, capacity);
+}
+
+int splGetPrinterPortAndDriver(const wchar_t *printer, wchar_t *out, wchar_t *driver, int capacity)
+{
     out[0] = L'\0';
+    if (driver)
+        driver[0] = L'\0';
     HANDLE handle = nullptr;
     if (!sysOpenPrinterW(const_cast<wchar_t *>(printer), &handle, nullptr))
         return 0;
@@ -149,6 +156,8 @@ int splGetPrinterPort(const wchar_t *printer, wchar_t *out, int capacity)
     if (record && sysGetPrinterW(handle, 2, record, needed, &needed)) {
         const PRINTER_INFO_2W *info = reinterpret_cast<const PRINTER_INFO_2W *>(record);
         strCopyN(out, info->pPortName ? info->pPortName : L"", capacity - 1);
+        if (driver)
+            strCopyN(driver, info->pDriverName ? info->pDriverName : L"", capacity - 1);
         read = 1;
     }
     free(record);

@@ -1,5 +1,5 @@
 // The Print Spooler as the setup needs it: its service, its list of ports, the port monitor's
-// AddPort, and the port a printer is on.
+// port commands, and the port a printer is on.
 #pragma once
 #include <windows.h>
 
@@ -10,10 +10,13 @@ SpoolerState splEnsureServiceRunning();
 
 // 1 when the running spooler lists the port, 0 when it does not, -1 when it cannot be asked.
 int splIsPortKnown(const wchar_t *port);
-// Sends AddPort to the monitor's configuration interface. Returns 0 with *status the error when
-// the monitor cannot be opened, else 1 with *status the monitor's answer.
-int splAddMonitorPort(const wchar_t *monitor, const wchar_t *port, DWORD *status);
+// Sends a port command ("AddPort", "DeletePort") to the monitor's configuration interface.
+// Returns 0 with *status the error when the monitor cannot be opened, else 1 with *status the
+// monitor's answer.
+int splMonitorPortCall(const wchar_t *monitor, const wchar_t *command, const wchar_t *port, DWORD *status);
 // The printer's port list ("" when the printer cannot be opened); 1 when it was read.
 int splGetPrinterPort(const wchar_t *printer, wchar_t *out, int capacity);
+// The printer's port list and driver name, each of `capacity` characters; 1 when read.
+int splGetPrinterPortAndDriver(const wchar_t *printer, wchar_t *port, wchar_t *driver, int capacity);
 // 1 when one of the printer's ports is `port` (names compared without regard to case).
 int splIsPrinterOnPort(const wchar_t *printer, const wchar_t *port);

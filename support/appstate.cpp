@@ -13,6 +13,17 @@ void appSetFrameWindow(HWND frame) { g_frameWindow = frame; }
 
 HWND appGetFrameWindow() { return g_frameWindow; }
 
+static int g_windowless;
+static int g_lookOnly;
+
+void appSetWindowless(int on) { g_windowless = on; }
+
+int appIsWindowless() { return g_windowless; }
+
+void appSetLookOnly(int on) { g_lookOnly = on; }
+
+int appIsLookOnly() { return g_lookOnly; }
+
 static AppIdentity g_identity;
 
 void appStoreIdentity(const AppIdentity &identity) { g_identity = identity; }

@@ -7,6 +7,15 @@ HINSTANCE appGetInstance();
 void appSetFrameWindow(HWND frame);
 HWND appGetFrameWindow();
 
+// Windowless: the program runs unattended and shows no window at all; message boxes go to the
+// sink registered with msgSetSink instead.
+void appSetWindowless(int on);
+int appIsWindowless();
+// Look-only: keys and folders are opened where they exist and never created, so that a check
+// leaves the machine exactly as it found it.
+void appSetLookOnly(int on);
+int appIsLookOnly();
+
 // The application's identity, fixed once at start-up; it names the settings key.
 struct AppIdentity {
     wchar_t company[64];

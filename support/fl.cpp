@@ -1,7 +1,9 @@
 // Creating and opening files for writing, and the warning shown when that fails.
 #include "support/fl.h"
 
+#include <cwchar>
 #include "res/resource.h"
+#include "support/appstate.h"
 #include "support/msg.h"
 #include "support/res.h"
 
@@ -44,6 +46,11 @@ int flReportError(HWND owner, const wchar_t *path, int kind)
         // None of these ids has a text, so the box is an empty warning; that is intended.
         wchar_t text[512];
         resFormatString(text, 512, entry.id, path);
+        if (!text[0] && appIsWindowless()) {
+            // Nobody would see the empty box; whoever reads the log needs the file and the reason.
+            _snwprintf(text, 512, L"File error %d on %s (system error %lu)", kind, path ? path : L"", error);
+            text[511] = L'\0';
+        }
         msgWarningBox(owner, text);
         break;
     }

@@ -19,6 +19,7 @@ bool g_boxShowing;
 HGLOBAL g_pending;
 int g_pendingCount;
 HHOOK g_centreHook;
+MsgSink g_sink;
 HWND g_centredBox;  // the box the hook placed at creation
 
 struct CaptionWord {
@@ -98,6 +99,18 @@ int showCentred(HWND owner, const wchar_t *text, const wchar_t *caption, UINT fl
     return result;
 }
 
+// In windowless mode even the boxes whose id has no text on purpose leave a note.
+int reportSilentId(const CaptionWord &word, UINT id)
+{
+    if (appIsWindowless() && g_sink) {
+        wchar_t note[64];
+        _snwprintf(note, 64, L"(message %u, which has no text)", id);
+        note[63] = L'\0';
+        g_sink(word.fallback, note);
+    }
+    return 0;
+}
+
 int showWithWord(HWND owner, const wchar_t *text, const CaptionWord &word, UINT flags)
 {
     wchar_t loaded[81];
@@ -118,6 +131,8 @@ void park(const wchar_t *captionWord, const wchar_t *text)
 }  // namespace
 
 void msgSetDefaultOwner(HWND owner) { g_defaultOwner = owner; }
+
+void msgSetSink(MsgSink sink) { g_sink = sink; }
 
 HWND msgOwnerWindow()
 {
@@ -143,6 +158,11 @@ void msgPlaceBox(RECT *box, const RECT *reference, const RECT *workArea)
 
 int msgShowBox(HWND owner, const wchar_t *text, const wchar_t *captionWord, UINT flags)
 {
+    if (appIsWindowless()) {
+        if (g_sink)
+            g_sink(captionWord ? captionWord : L"", text ? text : L"");
+        return 0;
+    }
     bool plain = flags == MB_ICONINFORMATION || flags == MB_ICONWARNING || flags == MB_ICONERROR;
     if (g_boxShowing) {
         // Re-entry from messages pumped by the showing box: never stack a second box.
@@ -175,7 +195,7 @@ int msgErrorBoxId(HWND owner, UINT id)
 {
     wchar_t text[256];
     if (resLoadString255(owner, id, text) <= 0)
-        return 0;
+        return reportSilentId(kErrorWord, id);
     return msgErrorBox(owner, text);
 }
 
@@ -183,7 +203,7 @@ int msgMessageBoxId(HWND owner, UINT id, UINT flags)
 {
     wchar_t text[256];
     if (resLoadString255(owner, id, text) <= 0)
-        return 0;
+        return reportSilentId(kMessageWord, id);
     return msgMessageBox(owner, text, flags);
 }
 

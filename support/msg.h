@@ -3,6 +3,10 @@
 #include <windows.h>
 
 void msgSetDefaultOwner(HWND owner);
+// Where boxes go in windowless mode: the caption word and the text (for a by-id box whose id
+// has no text, a note naming the id). Null: they are dropped.
+typedef void (*MsgSink)(const wchar_t *captionWord, const wchar_t *text);
+void msgSetSink(MsgSink sink);
 HWND msgOwnerWindow();
 
 int msgShowBox(HWND owner, const wchar_t *text, const wchar_t *captionWord, UINT flags);

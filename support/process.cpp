@@ -7,13 +7,11 @@
 #include "support/res.h"
 #include "support/str.h"
 
-namespace {
-
 // Waits like WaitForSingleObject, but keeps this thread's windows alive meanwhile: painting,
 // timers (the progress box's dots) and sent messages are served. The owner's top-level window
 // is disabled for the wait so that no second command can start; a quit request that arrives
 // meanwhile is posted again for the message loop.
-DWORD waitServingMessages(HWND owner, HANDLE process, DWORD waitMs)
+DWORD procWaitServingMessages(HWND owner, HANDLE process, DWORD waitMs)
 {
     HWND top = owner ? GetAncestor(owner, GA_ROOT) : nullptr;
     bool disabled = top && IsWindowEnabled(top) && !EnableWindow(top, FALSE);
@@ -46,8 +44,6 @@ DWORD waitServingMessages(HWND owner, HANDLE process, DWORD waitMs)
     SetLastError(error);
     return result;
 }
-
-}  // namespace
 
 int RunProcessAndWait(HWND owner, wchar_t *commandLine, int showState, DWORD waitMs)
 {
@@ -84,7 +80,7 @@ int RunImageAndWait(HWND owner, const wchar_t *image, wchar_t *commandLine, int 
         msgMessageBoxIdText(owner, IDS_EXEC_FAILED, shown, MB_ICONEXCLAMATION);
         return 0;
     }
-    DWORD result = waitServingMessages(owner, process.hProcess, waitMs);
+    DWORD result = procWaitServingMessages(owner, process.hProcess, waitMs);
     ReportWaitResult(owner, result, 0);
     if (result == WAIT_FAILED || result == WAIT_TIMEOUT || result == WAIT_ABANDONED)
         return 0;

@@ -9,3 +9,6 @@ int RunImageAndWait(HWND owner, const wchar_t *image, wchar_t *commandLine, int 
                     const wchar_t *currentDirectory);
 void ReportWaitResult(HWND owner, DWORD result, int flag);
 int GetDocumentsFolder(HWND owner, wchar_t *out);
+// Waits for an object like WaitForSingleObject while this thread's windows stay alive; the
+// owner's top-level window is disabled meanwhile.
+DWORD procWaitServingMessages(HWND owner, HANDLE object, DWORD waitMs);

@@ -92,6 +92,8 @@ HWND progCreateBoxId(HWND owner, UINT captionId, const wchar_t *body, int ignore
 // The template lives in the owner's module; without an owner, in the program's own.
 HWND progCreateBox(HWND owner, const wchar_t *caption, const wchar_t *body, int)
 {
+    if (appIsWindowless())
+        return nullptr;  // callers already live with a box that could not be made
     HINSTANCE instance = owner ? reinterpret_cast<HINSTANCE>(GetWindowLongPtrW(owner, GWLP_HINSTANCE)) : nullptr;
     if (!instance)
         instance = appGetInstance();

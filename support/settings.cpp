@@ -42,9 +42,12 @@ int setOpenKey()
     const AppIdentity &id = appIdentity();
     const wchar_t *levels[4] = {L"Software", id.company, id.product, id.shortName};
     HKEY parent = HKEY_CURRENT_USER;
+    bool lookOnly = appIsLookOnly() != 0;
     for (int i = 0; i < 4; i++) {
-        if (RegCreateKeyExW(parent, levels[i], 0, const_cast<wchar_t *>(L""), REG_OPTION_NON_VOLATILE,
-                            KEY_ALL_ACCESS, nullptr, &g_keys[i], nullptr) != ERROR_SUCCESS) {
+        LONG rc = lookOnly ? RegOpenKeyExW(parent, levels[i], 0, KEY_ALL_ACCESS, &g_keys[i])
+                           : RegCreateKeyExW(parent, levels[i], 0, const_cast<wchar_t *>(L""),
+                                             REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &g_keys[i], nullptr);
+        if (rc != ERROR_SUCCESS) {
             g_keys[i] = nullptr;
             setCloseKey();
             return 0;
@@ -218,6 +221,8 @@ DWORD setGetMaxWait()
 
 void setInitMaxWait()
 {
+    if (appIsLookOnly())
+        return;
     if (setGetDword(kSettingMaxWait) == 0)
         setPutDword(kSettingMaxWait, setMaxWaitForMhz(sysGetCpuMhz()));
 }
@@ -225,13 +230,16 @@ void setInitMaxWait()
 HKEY setOpenMachineSoftware() { return setOpenSubkeyRead(HKEY_LOCAL_MACHINE, L"Software"); }
 
 // Create-or-open even for reading: elevated, this leaves an empty key behind where none was.
+// Only a look-only run opens without creating.
 HKEY setOpenSubkeyRead(HKEY parent, const wchar_t *subkey)
 {
     HKEY key = nullptr;
-    if (!parent || RegCreateKeyExW(parent, subkey, 0, const_cast<wchar_t *>(L""), 0, kMachineRead, nullptr, &key,
-                                   nullptr) != ERROR_SUCCESS)
+    if (!parent)
         return nullptr;
-    return key;
+    LONG rc = appIsLookOnly() ? RegOpenKeyExW(parent, subkey, 0, kMachineRead, &key)
+                              : RegCreateKeyExW(parent, subkey, 0, const_cast<wchar_t *>(L""), 0, kMachineRead,
+                                                nullptr, &key, nullptr);
+    return rc == ERROR_SUCCESS ? key : nullptr;
 }
 
 HGLOBAL setEnumSubkeys(HKEY key, wchar_t separator, int *count)

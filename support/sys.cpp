@@ -1,5 +1,6 @@
 // Facts about the running system: Windows version, 64-bit and WOW64, administrator right.
 #include "support/sys.h"
+#include <initializer_list>
 
 namespace {
 
@@ -117,6 +118,24 @@ int sysIsAdmin()
     int result = CheckTokenMembership(nullptr, administrators, &member) ? (member ? 1 : 0) : 0;
     FreeSid(administrators);
     return result;
+}
+
+int sysIsServiceAccount()
+{
+    HANDLE token = nullptr;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token))
+        return 0;
+    union {
+        TOKEN_USER user;
+        BYTE bytes[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE];
+    } info;
+    DWORD size = 0;
+    int service = 0;
+    if (GetTokenInformation(token, TokenUser, &info, sizeof(info), &size))
+        for (WELL_KNOWN_SID_TYPE type : {WinLocalSystemSid, WinLocalServiceSid, WinNetworkServiceSid})
+            service |= IsWellKnownSid(info.user.User.Sid, type) ? 1 : 0;
+    CloseHandle(token);
+    return service;
 }
 
 void sysTestSetFacts(const SysFacts &facts, int isWow64)

@@ -22,6 +22,8 @@ int sysIsWin7OrLater();
 int sysIsWin8();
 int sysIsWin8OrLater();
 int sysIsAdmin();
+// LocalSystem, LocalService or NetworkService: accounts whose Documents folder no person uses.
+int sysIsServiceAccount();
 
 // Test seams: fix the cached facts (and the WOW64 and administrator answers) so the
 // other branches can be exercised on this machine; sysTestReset returns to the real ones.

@@ -1,0 +1,26 @@
+// Unattended administration: -SETUP, -STATUS and -UNINSTALL, run without any window, reported
+// by exit code (the table in README) and, with -LOG, in a log.
+#pragma once
+#include <windows.h>
+
+enum ActionExit {
+    EXIT_DONE = 0,
+    EXIT_UNEXPECTED = 1,
+    EXIT_USAGE = 2,
+    EXIT_NO_GHOSTSCRIPT = 3,
+    EXIT_NO_REDMON = 4,
+    EXIT_NO_COMPONENTS = 5,
+    EXIT_PORT_FAILED = 6,
+    EXIT_PRINTER_FAILED = 7,
+    EXIT_NOT_ADMIN = 8,
+    EXIT_OLD_WINDOWS = 9,
+    EXIT_DRIVER_REFUSED = 10,
+    EXIT_PORT_DIFFERS = 11,
+    EXIT_PRINTER_MISSING = 12,
+    EXIT_REMOVE_FAILED = 13,
+    EXIT_BUSY = 14,
+};
+
+// -1 when the command line is not an unattended one (the window opens as always); else the run's
+// exit code. Process-wide modes it sets are reset before it returns.
+int appRunAction(const wchar_t *commandLine);

@@ -1,0 +1,39 @@
+// The machine-wide lock that a setup, an uninstall or the setup button holds while it changes
+// the machine, so that a deployment tool and a person never set up or remove at the same time.
+#include "support/setuplock.h"
+#include "support/process.h"
+
+// In the Global namespace so that an action run by a deployment tool in another session (as
+// LocalSystem, say) and a person at the console see the same lock.
+const wchar_t kSetupLockName[] = L"Global\\Brindlecourt.TessaloomPDF.tlpdf.setup";
+
+static DWORD g_testWaitMs;
+
+// An abandoned lock (its holder ended without releasing it) is taken over: each step of the
+// setup replaces what it finds, so a half-done run is simply done again.
+LockResult lockTakeSetup(HWND owner, DWORD waitMs, HANDLE *lock)
+{
+    *lock = nullptr;
+    HANDLE mutex = CreateMutexW(nullptr, FALSE, kSetupLockName);
+    if (!mutex)
+        return LOCK_FAILED;
+    DWORD result = owner ? procWaitServingMessages(owner, mutex, waitMs) : WaitForSingleObject(mutex, waitMs);
+    if (result == WAIT_OBJECT_0 || result == WAIT_ABANDONED) {
+        *lock = mutex;
+        return LOCK_TAKEN;
+    }
+    CloseHandle(mutex);
+    return result == WAIT_TIMEOUT ? LOCK_BUSY : LOCK_FAILED;
+}
+
+void lockRelease(HANDLE lock)
+{
+    if (!lock)
+        return;
+    ReleaseMutex(lock);
+    CloseHandle(lock);
+}
+
+DWORD lockWaitMs() { return g_testWaitMs ? g_testWaitMs : kSetupLockWaitMs; }
+
+void lockTestSetWait(DWORD waitMs) { g_testWaitMs = waitMs; }
