@@ -23,9 +23,9 @@
 
 namespace {
 
-const wchar_t kSettingsKey[] = L"Software\\Brindlecourt\\TessaloomPDF\\tlpdf";
-const wchar_t kMonitorKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected Port";
-const wchar_t kPortKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected Port\\Ports\\TessaloomPDF:";
+using testkit::kMonitorKey;
+using testkit::kPortKey;
+using testkit::kSettingsKey;
 const wchar_t kLog[] = L"C:\\tlpdf-cli.log";
 
 bool keyExists(HKEY root, const wchar_t *path)
@@ -43,22 +43,13 @@ std::wstring logText()
     return std::wstring(reinterpret_cast<const wchar_t *>(bytes.data() + 2), (bytes.size() - 2) / 2);
 }
 
-std::wstring printerPort()
-{
-    wchar_t port[256];
-    return splGetPrinterPort(L"TessaloomPDF", port, 256) ? port : L"<none>";
-}
+std::wstring printerPort() { return testkit::printerPort(L"TessaloomPDF"); }
 
-// What a setup leaves: the port's twelve values, the printer's port, the response file, the flag.
+// What a setup leaves: the port's values, the printer's port, the response file, the flag.
 std::wstring machineState()
 {
-    std::wstring state;
-    for (const wchar_t *name : {L"Description", L"Command", L"Arguments", L"LogFileName", L"Printer"})
-        state += testkit::readRegString(HKEY_LOCAL_MACHINE, kPortKey, name) + L"|";
-    for (const wchar_t *name : {L"Output", L"ShowWindow", L"RunUser", L"Delay", L"LogFileUse", L"LogFileDebug", L"PrintError"})
-        state += std::to_wstring(testkit::readRegDword(HKEY_LOCAL_MACHINE, kPortKey, name)) + L"|";
     std::string rsp = testkit::readFile(testkit::documentsDir() + L"\\TessaloomPDF\\tl2pdf.rsp");
-    return state + printerPort() + L"|" + std::wstring(rsp.begin(), rsp.end()) + L"|" +
+    return testkit::portValues() + printerPort() + L"|" + std::wstring(rsp.begin(), rsp.end()) + L"|" +
            std::to_wstring(testkit::readRegDword(HKEY_CURRENT_USER, kSettingsKey, L"GSPDF_SETUP"));
 }
 
@@ -162,7 +153,30 @@ TEST_F(Cli, RemovesWhatTheButtonSetsUpAndSetsItUpAlike)
     EXPECT_NE("", testkit::readFile(testkit::documentsDir() + L"\\TessaloomPDF\\tl2pdf.rsp"));  // left alone
     expectRun(run(L"-STATUS", true), 11, L"\r\nPort TessaloomPDF: not registered\r\nExit code 11");
 
-    expectRun(run(L"-SETUP", true), 0, L"[gs2_AutoSetupTessaloomPDF] Succeeded\r\n");
+    // The whole setup as logged, but for the spooler's start, which depends on earlier tests.
+    Outcome setup = run(L"-SETUP", true);
+    expectRun(setup, 0);
+    std::wstring steps, writes;
+    for (size_t at = setup.log.rfind(L"[gs2_AutoSetupTessaloomPDF] starts"), end; at < setup.log.size(); at = end + 2) {
+        end = setup.log.find(L"\r\n", at);
+        if (setup.log.compare(at, 23, L"\tPrint Spooler service ") != 0)
+            steps += setup.log.substr(at, end + 2 - at);
+    }
+    for (const wchar_t *name : {L"TessaloomPDF:", L"Description", L"Command", L"Arguments", L"LogFileName", L"Printer",
+                                L"Output", L"ShowWindow", L"RunUser", L"Delay", L"LogFileUse", L"LogFileDebug", L"PrintError"})
+        writes += L"\t\t\tRegKey: " + std::wstring(name) + L" (succeeded)\r\n";
+    EXPECT_EQ(L"[gs2_AutoSetupTessaloomPDF] starts\r\n\r\n\t[gs2_AddRedirectedPortUsingRegistry] starts\r\n"
+              L"\tPort TessaloomPDF: is known to the spooler.\r\n\t[Create Key (OK)] SYSTEM\\CurrentControlSet\\Control\\"
+              L"Print\\Monitors\\Redirected Port\\Ports\r\n\r\n\t\t[f_CreatePort for Port: TessaloomPDF:] starts\r\n" +
+                  writes + L"\t\t[f_CreatePort] ends. return code lretn = 0\r\n\t[gs2_AddRedirectedPortUsingRegistry] ends. "
+                  L"Return code = 0\r\n\r\n\tResponse file kept as it is: " + testkit::documentsDir() +
+                  L"\\TessaloomPDF\\tl2pdf.rsp\r\n\r\n\t[gs2_AddPrinter_Thru_Dll] starts\r\n\t\tDriver Name = HP Color "
+                  L"LaserJet 2800 Series PS, Port Name= TessaloomPDF:, Display Name = TessaloomPDF\r\n\t\tSucceeded = "
+                  L"rundll32 printui.dll,PrintUIEntry /if /m \"HP Color LaserJet 2800 Series PS\" /h[x64] /f "
+                  L"%windir%\\inf\\ntprint.inf  /b \"TessaloomPDF\" /r \"TessaloomPDF:\"\r\n\t[gs2_AddPrinter_Thru_Dll] ends. "
+                  L"Returns = 1\r\n[gs2_AutoSetupTessaloomPDF] Succeeded\r\n[gs2_AutoSetupTessaloomPDF] ends\r\n"
+                  L"Exit code 0: done\r\n",
+              steps);
     EXPECT_EQ(button, machineState());
 
     Outcome status = run(L"-STATUS", true);
@@ -198,18 +212,33 @@ TEST_F(Cli, CheckAndRemovalCreateNothing)
     EXPECT_TRUE(testkit::standInLog().empty());
 }
 
-// Every other row of the exit-code table that this machine can reach, each from a situation set
-// up for it; usage errors change nothing.
-TEST_F(Cli, ExitCodesNameWhatWentWrong)
+// The customisation file as UTF-16 with its mark, so that any character can be put in.
+void customise(const std::wstring &text)
+{
+    std::string bytes = "\xFF\xFE";
+    bytes.append(reinterpret_cast<const char *>(text.data()), text.size() * sizeof(wchar_t));
+    testkit::writeFile(testkit::customisationPath(), bytes);
+}
+
+// Every other row of the exit-code table that this machine can reach, and the setup's own
+// situations, each from a machine set up for it; what does not change the machine changes
+// nothing (no port key, no installer run, no GSPDF_SETUP).
+TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
 {
     const std::wstring missingDocuments = testkit::tempDir(L"cli-gone") + L"\\Documents";
-    const std::wstring longDocuments = testkit::tempDir(L"cli-long") + L"\\" + std::wstring(200, L'd');
+    const std::wstring base = testkit::tempDir(L"cli-long");
+    // Documents + "\\TessaloomPDF\\tl2pdf.rsp" is 256 characters at the limit.
+    const std::wstring limit = base + L"\\" + std::wstring(256 - 24 - base.size() - 1, L'd');
+    const std::wstring precious = testkit::tempDir(L"cli-link") + L"\\precious.txt";
+    const std::wstring refused = L"[gs2_AutoSetupTessaloomPDF] The printer driver name \"";
     const struct Row {
         const wchar_t *arguments;
         DWORD code;
-        const wchar_t *says;
+        std::wstring says;
         std::function<void()> prepare = nullptr;
         bool changes = false;  // the situation or the action registers the port or runs the installer
+        std::function<void()> check = nullptr;
+        const wchar_t *windows = nullptr;  // the Windows version Wine reports to this run
     } rows[] = {
         {L"-SETUP -STATUS", 2, L"Usage error: give exactly one of -SETUP, -STATUS and -UNINSTALL."},
         {L"", 2, L"Usage error: give exactly one"},
@@ -223,8 +252,16 @@ TEST_F(Cli, ExitCodesNameWhatWentWrong)
         {L"-SETUP -DOCUMENTS[Documents]", 2, L"Usage error: -DOCUMENTS must name an existing folder"},
         {L"-SETUP", 2, L"Usage error: this account has no Documents folder",
          [&] { testkit::setDocuments(missingDocuments), RemoveDirectoryW(missingDocuments.c_str()); }},
-        {L"-SETUP", 1, L"has too long a path", [&] { testkit::setDocuments(longDocuments); }},
-        {L"-SETUP", 3, L"", [] { components(false, true); }},
+        {L"-SETUP", 1, L"The folder " + limit + L"d\\TessaloomPDF has too long a path for the TessaloomPDF printer's "
+                       L"response file. Nothing was changed.", [&] { testkit::setDocuments(limit + L"d"); }},
+        {L"-SETUP", 0, L"Response file written: " + limit + L"\\TessaloomPDF\\tl2pdf.rsp",
+         [&] { testkit::setDocuments(limit); }, true, [&] {
+             EXPECT_EQ(L"@\"" + limit + L"\\TessaloomPDF\\tl2pdf.rsp\" -c save pop -f -",
+                       testkit::readRegString(HKEY_LOCAL_MACHINE, kPortKey, L"Arguments"));
+         }},
+        // Only the two lines, the second one level deeper: that imbalance is kept.
+        {L"-SETUP", 3, L"\r\n[gs2_AutoSetupTessaloomPDF] starts\r\n\t[gs2_AutoSetupTessaloomPDF] ends\r\nExit",
+         [] { components(false, true); }},
         {L"-SETUP", 4, L"", [] { components(true, false); }},
         {L"-SETUP", 6, L"Failed to add TessaloomPDF redirected port.", [] {
              HKEY key;  // a volatile key cannot hold the Ports key
@@ -232,9 +269,57 @@ TEST_F(Cli, ExitCodesNameWhatWentWrong)
                              &key, nullptr);
              RegCloseKey(key);
          }},
+        {L"-SETUP", 0, L"\t\t\tRegKey: TessaloomPDF: (error) ", [] {
+             HKEY key;  // nor the port's own key
+             RegCreateKeyExW(HKEY_LOCAL_MACHINE, (std::wstring(kMonitorKey) + L"\\Ports").c_str(), 0, nullptr,
+                             REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &key, nullptr);
+             RegCloseKey(key);
+         }, true},
         {L"-SETUP", 7, L"\r\n\t\t[Message box, not shown] Message: Enabling PDF support failed because the system is "
                        L"missing ntprint.inf.\r\n", [] { testkit::removeStandIn(); }, true},
-        {L"-SETUP -DRIVER[100% PS]", 10, L"The printer driver name \"100% PS\" cannot be used"},
+        {L"-SETUP", 7, L"missing rundll32.exe.", [] { DeleteFileW((testkit::systemDir() + L"\\rundll32.exe").c_str()); }, true},
+        {L"-SETUP", 7, L"\t\tFailed = rundll32 printui.dll,PrintUIEntry /if /m \"HP Color LaserJet 2800 Series PS\" /h[x64] "
+                       L"/f %windir%\\inf\\ntprint.inf  /b \"TessaloomPDF\" /r \"TessaloomPDF:\"\r\n\t[gs2_AddPrinter_Thru_Dll] "
+                       L"ends. Returns = 0\r\n[gs2_AutoSetupTessaloomPDF] Failed\r\n", [] { testkit::setStandInMode(L"noop"); }, true},
+        {L"-SETUP", 7, L"\t\tPrinter TessaloomPDF is on port \"LPT1:\", not on TessaloomPDF:.\r\n\t\tFailed = rundll32",
+         [] { testkit::addPrinter(L"TessaloomPDF", L"LPT1:"), testkit::setStandInMode(L"keepold"); }, true},
+        {L"-SETUP", 7, L"The setup file \"", [] { CreateDirectoryW(testkit::batchPath().c_str(), nullptr); }, true},
+        {L"-SETUP -DRIVER[100% PS]", 10, refused + L"100% PS\" cannot be used"},
+        {L"-SETUP", 10, refused, [] { customise(L"Printer=HP PS\xFF02 & echo INJECTED>C:\\tlpdf-injected.txt & rem \xFF02"); }},
+        {L"-SETUP", 10, refused, [] { customise(L"Printer=HP \xFF05windir\xFF05 PS"); }},
+        {L"-SETUP", 10, refused, [] { customise(L"Printer=HP PS \xFF06 more"); }},
+        // A name the code page holds exactly is an ordinary one.
+        {L"-SETUP", 0, L"Driver Name = Caf\xE9 PS, Port", [] { customise(L"Printer=Caf\xE9 PS"); }, true},
+        {L"-SETUP", 0, L"Driver Name = Custom PS Driver, Port", [] {
+             testkit::writeFile(testkit::customisationPath(), ";Printer=Not this\r\nprinter = Custom PS Driver  \r\n");
+         }, true},
+        {L"-SETUP", 0, L"Driver Name = Microsoft PS Class Driver, Port", nullptr, true, nullptr, L"win10"},
+        {L"-SETUP", 0, L"Driver Name = HP Color LaserJet 2800 Series PS, Port", nullptr, true, nullptr, L"win7"},
+        // A hard link at the batch file's name is never written through.
+        {L"-SETUP", 0, L"Succeeded = rundll32", [&] {
+             testkit::writeFile(precious, "keep these bytes"), CreateHardLinkW(testkit::batchPath().c_str(), precious.c_str(), nullptr);
+         }, true, [&] { EXPECT_EQ("keep these bytes", testkit::readFile(precious)); }},
+        // Set up before: the old printer is deleted first, the port key written again from scratch,
+        // the response file of the Tessaloom program kept; a monitor that lists the port is not told.
+        {L"-SETUP", 0, L"\tPort TessaloomPDF: is known to the spooler.\r\n\t[Create Key (OK)] ", [] {
+             testkit::installMonitor(), testkit::setMonitorPorts({L"TessaloomPDF:"});
+             gs2_AddRedirectedPortUsingRegistry(nullptr, L"TessaloomPDF:", L"C:\\old\\gswin32c.exe");
+             HKEY key;
+             RegOpenKeyExW(HKEY_LOCAL_MACHINE, kPortKey, 0, KEY_ALL_ACCESS, &key);
+             RegSetValueExW(key, L"Leftover", 0, REG_SZ, reinterpret_cast<const BYTE *>(L"x"), 4);
+             RegCloseKey(key);
+             testkit::addPrinter(L"TessaloomPDF", L"LPT1:");
+             testkit::writeFile(testkit::documentsDir() + L"\\TessaloomPDF\\tl2pdf.rsp", "own");
+         }, true, [] {
+             EXPECT_EQ(std::wstring::npos, testkit::portValues().find(L"Leftover"));
+             EXPECT_NE(std::wstring::npos, testkit::portValues().find(L"Command 1 60 C:\\gs\\gs9.05\\bin\\gswin32c.exe\n"));
+             EXPECT_TRUE(testkit::monitorLog().empty());
+             EXPECT_EQ("own", testkit::readFile(testkit::documentsDir() + L"\\TessaloomPDF\\tl2pdf.rsp"));
+             auto runs = testkit::standInLog();
+             ASSERT_EQ(2u, runs.size());
+             EXPECT_NE(std::wstring::npos, runs[0].commandLine.find(L"printui.dll,PrintUIEntry /dl /n \"TessaloomPDF\""));
+             EXPECT_EQ(L"TessaloomPDF:", printerPort());
+         }},
         {L"-STATUS", 12, L"\r\nPrinter TessaloomPDF: driver ", [] {
              gs2_AddRedirectedPortUsingRegistry(nullptr, L"TessaloomPDF:", L"C:\\gs\\gs9.05\\bin\\gswin32c.exe");
              testkit::addPrinter(L"TessaloomPDF", L"LPT1:");
@@ -243,32 +328,42 @@ TEST_F(Cli, ExitCodesNameWhatWentWrong)
              testkit::removeStandIn();  // Wine's own installer deletes nothing
              testkit::addPrinter(L"TessaloomPDF");
          }, true},
+        {L"-STATUS", 9, L"Because your Windows is not Vista nor Windows 7", nullptr, false, nullptr, L"winxp"},
     };
     const std::wstring documents = testkit::documentsDir();
     for (const Row &row : rows) {
-        SCOPED_TRACE(testing::Message() << testing::PrintToString(std::wstring(row.arguments)) << " " << row.code);
+        SCOPED_TRACE(testing::Message() << testing::PrintToString(std::wstring(row.arguments)) << " " << row.code << " "
+                                        << testing::PrintToString(row.says));
         testkit::deleteRegTree(HKEY_LOCAL_MACHINE, kMonitorKey);
         testkit::deleteRegTree(HKEY_CURRENT_USER, kSettingsKey);
         testkit::deleteAllPrinters();
+        testkit::removeMonitor();
         testkit::installStandIn();
+        DeleteFileW(testkit::customisationPath().c_str());
+        RemoveDirectoryW(testkit::batchPath().c_str());
+        DeleteFileW(testkit::batchPath().c_str());
         components(true, true);
         const std::wstring previous = testkit::setDocuments(documents);
         if (row.prepare)
             row.prepare();
-        Outcome r = run(row.arguments);
+        const std::wstring exe = testkit::binPath(L"tlpdf.exe");
+        Outcome r = run(row.arguments, false,
+                        row.windows ? testkit::exeAsWindowsVersion(exe, std::wstring(L"tlpdf_") + row.windows + L".exe",
+                                                                   row.windows)
+                                    : exe);
         testkit::restoreDocuments(previous);
-        expectRun(r, row.code, row.says);
+        expectRun(r, row.code, row.says.c_str());
+        if (row.check)
+            row.check();
         if (!row.changes) {
             EXPECT_FALSE(keyExists(HKEY_LOCAL_MACHINE, kPortKey));
             EXPECT_TRUE(testkit::standInLog().empty());
             EXPECT_EQ(-1, testkit::readRegDword(HKEY_CURRENT_USER, kSettingsKey, L"GSPDF_SETUP"));
         }
+        EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(L"C:\\tlpdf-injected.txt"));
     }
-
-    // Windows XP is refused before anything else; the log says why.
-    expectRun(run(L"-STATUS", false, testkit::exeAsWindowsVersion(testkit::binPath(L"tlpdf.exe"), L"tlpdf_cli_xp.exe",
-                                                                     L"winxp")),
-              9, L"Because your Windows is not Vista nor Windows 7");
+    DeleteFileW(testkit::customisationPath().c_str());
+    testkit::removeTree(base);
 }
 
 // Another program holding the setup lock until it is ended.
