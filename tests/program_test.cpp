@@ -117,8 +117,11 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
     const std::wstring work = testkit::tempDir(L"planted");
     const std::wstring besideProgram = testkit::plantRundll32(testkit::exeDir());
     testkit::plantRundll32(work);
-    const std::wstring folder = testkit::documentsDir() + L"\\TessaloomPDF";
-    testkit::removeTree(folder);
+    // Ghostscript reads the response file as UTF-8 and unescapes "%%": a Documents folder with
+    // both must still name the PDF's folder exactly.
+    const std::wstring documents = testkit::tempDir(L"Jos\xE9 100%done") + L"\\Documents";
+    const std::wstring previousDocuments = testkit::setDocuments(documents);
+    const std::wstring folder = documents + L"\\TessaloomPDF";
     HKEY settings;
     RegCreateKeyExW(HKEY_CURRENT_USER, testkit::kSettingsKey, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &settings, nullptr);
     const DWORD zero = 0;
@@ -213,9 +216,9 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
     EXPECT_EQ(static_cast<DWORD>(SERVICE_RUNNING), spooler.state());
     EXPECT_EQ(L"TessaloomPDF:", testkit::printerPort(L"TessaloomPDF"));
     EXPECT_EQ(1, testkit::readRegDword(HKEY_CURRENT_USER, testkit::kSettingsKey, L"GSPDF_SETUP"));
-    std::string pdf(folder.begin(), folder.end());
-    for (char &c : pdf)
-        c = c == '\\' ? '/' : c;
+    std::string pdf;
+    for (wchar_t c : folder)
+        pdf += c == L'\\' ? "/" : c == L'%' ? "%%" : c == L'\xE9' ? "\xC3\xA9" : std::string(1, static_cast<char>(c));
     EXPECT_EQ("-sDEVICE=pdfwrite\r\n-dSAFER\r\n-dBATCH\r\n-dNOPAUSE\r\n-sOutputFile=\"" + pdf + "/TessaloomPDF.pdf\"\r\n",
               testkit::readFile(rsp));
     auto runs = testkit::standInLog();
@@ -227,6 +230,7 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
               line.substr(std::min(line.size(), line.find(L"printui"))));
     EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW((temp + L"\\tl2pdf_setup.bat").c_str()));
     const std::wstring trace = testkit::traceText();
+    testkit::restoreDocuments(previousDocuments);
     for (const wchar_t *part :
          {L"==System Info=======\r\n", L"\tPrint Spooler service is not running: starting it.\r\n",
           L"\tPort TessaloomPDF: added through the Redirected Port monitor (status 0).\r\n\t[Create Key (OK)]",
