@@ -3,13 +3,10 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
-#include "app/identity.h"
 #include "detect/gs.h"
 #include "detect/locations.h"
 #include "detect/printers.h"
 #include "detect/redmon.h"
-#include "support/mem.h"
-#include "support/settings.h"
 #include "support/sys.h"
 #include "tests/common/testkit.h"
 
@@ -35,12 +32,6 @@ bool keyIn(REGSAM view, const wchar_t *path)
         return false;
     RegCloseKey(key);
     return true;
-}
-
-std::wstring text(HGLOBAL block)
-{
-    MemLock<wchar_t> t(block);
-    return t ? t.get() : L"<null>";
 }
 
 class Detection : public testing::Test {
@@ -140,27 +131,6 @@ TEST_F(Detection, GhostscriptVersionPlaceAndConsoleProgram)
     }
 }
 
-TEST_F(Detection, SummaryUsesTheFlagsOfTheLastInitialisation)
-{
-    appSetIdentity(GetModuleHandleW(nullptr));
-    testkit::installRedMon(false);
-    gs2_InitComponents(1);
-    EXPECT_EQ(L"Ghostscript not installed.\r\nRedMon not installed.\r\n", text(gs2_GetComponentSummary(nullptr)));
-    EXPECT_EQ(0, gs2_CheckRequiredComponents());
-    EXPECT_EQ(static_cast<DWORD>(GS2_MISSING_GHOSTSCRIPT | GS2_MISSING_REDMON), gs2_GetMissingComponents());
-    EXPECT_NE(0u, setGetDword(L"GSPDF_MAXWAIT"));
-    testkit::installGhostscript(true);
-    testkit::installRedMon(true);
-    EXPECT_EQ(0, gs2_CheckRequiredComponents());  // until the next initialisation
-    gs2_InitComponents(1);
-    EXPECT_EQ(1, gs2_CheckRequiredComponents());
-    EXPECT_EQ(L"Ghostscript version 9.05 installed\r\nRedMon installed.\r\n", text(gs2_GetComponentSummary(nullptr)));
-    testkit::installRedMon(false);
-    gs2_InitComponents(0);  // RedMon not required
-    EXPECT_EQ(1, gs2_CheckRequiredComponents());
-    EXPECT_EQ(0u, gs2_GetMissingComponents());
-}
-
 // Fakes for the WOW64 redirection entry points, recording the sequence of calls.
 int g_calls;
 std::vector<PVOID> g_args;
@@ -229,7 +199,7 @@ TEST_F(Detection, RedMonLibraryAndTheRedirectionSequence)
     DeleteFileW((real + L"\\redmonnt.dll").c_str());
 }
 
-TEST(Printers, NamesTestTheFirstWordFoldingAToZ)
+TEST(Printers, OursByTheFirstWordFoldingAToZ)
 {
     const struct {
         const wchar_t *name;
@@ -242,22 +212,6 @@ TEST(Printers, NamesTestTheFirstWordFoldingAToZ)
     for (const auto &row : rows)
         EXPECT_EQ(row.expected, gs2_IsDriverPrinterName(row.name, 1)) << testing::PrintToString(std::wstring(row.name));
     EXPECT_EQ(0, gs2_IsDriverPrinterName(nullptr, 0));
-    testkit::deleteAllPrinters();
-    int count = -1;
-    EXPECT_EQ(nullptr, gs2_GetDriverPrinterList(L'\n', &count));
-    EXPECT_EQ(0, count);
-    for (const wchar_t *name : {L"TessaloomPDF", L"Office Laser", L"TessaloomPDF2"})
-        ASSERT_TRUE(testkit::addPrinter(name));
-    HGLOBAL list = gs2_GetDriverPrinterList(L'\n', &count);
-    EXPECT_EQ(1, count);
-    EXPECT_EQ(L"TessaloomPDF", text(list));  // a single name comes bare
-    memGFree(list);
-    ASSERT_TRUE(testkit::addPrinter(L"TessaloomPDF Copy"));
-    list = gs2_GetDriverPrinterList(L'\n', &count);
-    EXPECT_EQ(2, count);
-    EXPECT_EQ(L"TessaloomPDF\nTessaloomPDF Copy\n", text(list));
-    memGFree(list);
-    testkit::deleteAllPrinters();
 }
 
 TEST_F(Detection, DataFolderIsMadeAgainWhenGoneAndRefusedWhenAFileStandsThere)
