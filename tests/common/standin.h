@@ -41,19 +41,4 @@ void setStandInMode(const wchar_t *mode);
 // Copies the stand-in into a folder; that copy only logs (tag PLANTED). Returns its path.
 std::wstring plantRundll32(const std::wstring &folder);
 
-// The stand-in port monitor (tests/tools/standin_monitor.cpp), registered as "Redirected Port".
-// Its DLL goes into the system folder of each architecture under one name, so that the
-// monitor's registration (its Driver value) names a file that 32- and 64-bit processes find.
-constexpr const wchar_t *kMonitorDir = L"C:\\tlpdf-monitor";
-constexpr const wchar_t *kMonitorDll = L"tlpdfmon.dll";
-
-// Copies both builds into place, registers the monitor, clears its log and its list of ports.
-bool installMonitor();
-// Unregisters the monitor and removes its files.
-void removeMonitor();
-// What the monitor lists as its ports (as a spooler that knew them at its start would).
-void setMonitorPorts(const std::vector<std::wstring> &ports);
-// The monitor's configuration calls, "AddPort\t<name>" and "DeletePort\t<name>".
-std::vector<std::wstring> monitorLog();
-
 }  // namespace testkit
