@@ -107,15 +107,9 @@ std::wstring nativeSystemDir()
 void installGhostscript(bool installed)
 {
     deleteRegTree(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript");
-    if (!installed)
-        return;
-    HKEY key;
-    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript\\9.05", 0, nullptr, 0, KEY_ALL_ACCESS,
-                        nullptr, &key, nullptr) != 0)
-        return;
     const wchar_t dll[] = L"C:\\gs\\gs9.05\\bin\\gsdll32.dll";
-    RegSetValueExW(key, L"GS_DLL", 0, REG_SZ, reinterpret_cast<const BYTE *>(dll), sizeof(dll));
-    RegCloseKey(key);
+    if (installed)
+        RegSetKeyValueW(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript\\9.05", L"GS_DLL", REG_SZ, dll, sizeof dll);
 }
 
 void installRedMon(bool installed)

@@ -29,22 +29,6 @@ std::wstring ntprintInf()
     return std::wstring(dir) + L"\\inf\\ntprint.inf";
 }
 
-std::string utf8(const std::wstring &s)
-{
-    int n = WideCharToMultiByte(CP_UTF8, 0, s.c_str(), static_cast<int>(s.size()), nullptr, 0, nullptr, nullptr);
-    std::string out(n, '\0');
-    WideCharToMultiByte(CP_UTF8, 0, s.c_str(), static_cast<int>(s.size()), &out[0], n, nullptr, nullptr);
-    return out;
-}
-
-std::wstring wide(const std::string &s)
-{
-    int n = MultiByteToWideChar(CP_UTF8, 0, s.data(), static_cast<int>(s.size()), nullptr, 0);
-    std::wstring out(n, L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, s.data(), static_cast<int>(s.size()), &out[0], n);
-    return out;
-}
-
 bool isStandIn(const std::wstring &path) { return exists(path) && readFile(path) == readFile(standInExe()); }
 
 }  // namespace
@@ -117,14 +101,14 @@ void removeStandIn(bool keepInf)
 std::vector<StandInRun> standInLog()
 {
     std::vector<StandInRun> runs;
-    std::wstring text = wide(readFile(dirFile(L"log.txt")));
-    size_t start = 0, end;
-    while ((end = text.find(L"\r\n", start)) != std::wstring::npos) {
-        std::wstring line = text.substr(start, end - start);
-        start = end + 2;
-        size_t tab1 = line.find(L'\t'), tab2 = tab1 == std::wstring::npos ? tab1 : line.find(L'\t', tab1 + 1);
-        if (tab2 != std::wstring::npos)
-            runs.push_back({line.substr(0, tab1), line.substr(tab1 + 1, tab2 - tab1 - 1), line.substr(tab2 + 1)});
+    const std::string bytes = readFile(dirFile(L"log.txt"));
+    std::wstring text(bytes.size(), L'\0');
+    text.resize(MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()), &text[0],
+                                    static_cast<int>(text.size())));
+    for (size_t start = 0, end; (end = text.find(L"\r\n", start)) != std::wstring::npos; start = end + 2) {
+        size_t tab1 = text.find(L'\t', start), tab2 = text.find(L'\t', tab1 + 1);
+        runs.push_back({text.substr(start, tab1 - start), text.substr(tab1 + 1, tab2 - tab1 - 1),
+                        text.substr(tab2 + 1, end - tab2 - 1)});
     }
     return runs;
 }
@@ -136,7 +120,7 @@ void setStandInMode(const wchar_t *mode)
     if (!mode || !*mode)
         DeleteFileW(dirFile(L"control.txt").c_str());
     else
-        writeFile(dirFile(L"control.txt"), "mode=" + utf8(mode) + "\r\n");
+        writeFile(dirFile(L"control.txt"), "mode=" + std::string(mode, mode + wcslen(mode)) + "\r\n");
 }
 
 std::wstring plantRundll32(const std::wstring &folder)

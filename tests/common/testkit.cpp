@@ -1,6 +1,7 @@
 // Shared test helpers: waiting for windows, reading message boxes, running child programs.
 #include "tests/common/testkit.h"
 #include <shellapi.h>
+#include <filesystem>
 #include "diag/trace.h"
 #include "res/resource.h"
 
@@ -73,25 +74,11 @@ std::wstring binPath(const wchar_t *name) { return exeDir() + L"\\" + name; }
 
 void removeTree(const std::wstring &path)
 {
-    DWORD attributes = GetFileAttributesW(path.c_str());
-    if (attributes == INVALID_FILE_ATTRIBUTES)
-        return;
-    if (!(attributes & FILE_ATTRIBUTE_DIRECTORY)) {
-        SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
-        DeleteFileW(path.c_str());
-        return;
-    }
-    WIN32_FIND_DATAW found;
-    HANDLE find = FindFirstFileW((path + L"\\*").c_str(), &found);
-    if (find != INVALID_HANDLE_VALUE) {
-        do {
-            std::wstring name = found.cFileName;
-            if (name != L"." && name != L"..")
-                removeTree(path + L"\\" + name);
-        } while (FindNextFileW(find, &found));
-        FindClose(find);
-    }
-    RemoveDirectoryW(path.c_str());
+    std::error_code ignored;
+    for (auto &entry : std::filesystem::recursive_directory_iterator(path, ignored))
+        SetFileAttributesW(entry.path().c_str(), FILE_ATTRIBUTE_NORMAL);
+    SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+    std::filesystem::remove_all(path, ignored);
 }
 
 std::wstring tempDir(const wchar_t *name)
@@ -258,16 +245,10 @@ bool Child::running() const { return process_ && WaitForSingleObject(process_, 0
 
 std::wstring exeAsWindowsVersion(const std::wstring &exe, const std::wstring &newName, const wchar_t *version)
 {
-    std::wstring dir = exe.substr(0, exe.find_last_of(L'\\'));
-    std::wstring copy = dir + L"\\" + newName;
+    std::wstring copy = exe.substr(0, exe.find_last_of(L'\\') + 1) + newName;
     CopyFileW(exe.c_str(), copy.c_str(), FALSE);
-    std::wstring key = L"Software\\Wine\\AppDefaults\\" + newName;
-    HKEY h;
-    if (RegCreateKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr, &h, nullptr) == 0) {
-        RegSetValueExW(h, L"Version", 0, REG_SZ, reinterpret_cast<const BYTE *>(version),
-                       static_cast<DWORD>((wcslen(version) + 1) * sizeof(wchar_t)));
-        RegCloseKey(h);
-    }
+    RegSetKeyValueW(HKEY_CURRENT_USER, (L"Software\\Wine\\AppDefaults\\" + newName).c_str(), L"Version", REG_SZ, version,
+                    static_cast<DWORD>((wcslen(version) + 1) * sizeof(wchar_t)));
     return copy;
 }
 
@@ -302,15 +283,11 @@ const wchar_t kShellFolders[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\
 
 void putDocuments(const std::wstring &folder)
 {
-    HKEY key;
-    if (RegCreateKeyExW(HKEY_CURRENT_USER, kShellFolders, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr))
-        return;
     if (folder.empty())
-        RegDeleteValueW(key, L"Personal");
+        RegDeleteKeyValueW(HKEY_CURRENT_USER, kShellFolders, L"Personal");
     else
-        RegSetValueExW(key, L"Personal", 0, REG_EXPAND_SZ, reinterpret_cast<const BYTE *>(folder.c_str()),
-                       static_cast<DWORD>((folder.size() + 1) * sizeof(wchar_t)));
-    RegCloseKey(key);
+        RegSetKeyValueW(HKEY_CURRENT_USER, kShellFolders, L"Personal", REG_EXPAND_SZ, folder.c_str(),
+                        static_cast<DWORD>((folder.size() + 1) * sizeof(wchar_t)));
 }
 }  // namespace
 
@@ -325,29 +302,19 @@ std::wstring setDocuments(const std::wstring &folder)
 
 void restoreDocuments(const std::wstring &previous) { putDocuments(previous); }
 
-std::wstring readRegString(HKEY root, const wchar_t *path, const wchar_t *name, DWORD *type)
+std::wstring readRegString(HKEY root, const wchar_t *path, const wchar_t *name)
 {
     wchar_t data[1024] = L"";
-    DWORD size = sizeof(data) - sizeof(wchar_t), t = 0;
-    HKEY h;
-    if (RegOpenKeyExW(root, path, 0, KEY_QUERY_VALUE, &h) != 0)
-        return L"";
-    LONG rc = RegQueryValueExW(h, name, nullptr, &t, reinterpret_cast<BYTE *>(data), &size);
-    RegCloseKey(h);
-    if (type)
-        *type = rc == 0 ? t : REG_NONE;
-    return rc == 0 ? std::wstring(data) : L"";
+    DWORD size = sizeof data;
+    return RegGetValueW(root, path, name, RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_NOEXPAND, nullptr, data, &size) == 0
+               ? data
+               : L"";
 }
 
 long readRegDword(HKEY root, const wchar_t *path, const wchar_t *name)
 {
-    HKEY key;
-    DWORD value = 0, size = sizeof(value), type = 0;
-    if (RegOpenKeyExW(root, path, 0, KEY_READ, &key) != 0)
-        return -1;
-    LONG rc = RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE *>(&value), &size);
-    RegCloseKey(key);
-    return rc == 0 && type == REG_DWORD ? static_cast<long>(value) : -1;
+    DWORD value = 0, size = sizeof value;
+    return RegGetValueW(root, path, name, RRF_RT_REG_DWORD, nullptr, &value, &size) == 0 ? static_cast<long>(value) : -1;
 }
 
 bool deleteRegTree(HKEY root, const wchar_t *path)

@@ -87,7 +87,7 @@ BoxInfo pressSetup(const Child &child, bool debug, DWORD boxTimeoutMs = 60000,
 std::wstring setDocuments(const std::wstring &folder);
 void restoreDocuments(const std::wstring &previous);
 
-std::wstring readRegString(HKEY root, const wchar_t *path, const wchar_t *name, DWORD *type = nullptr);
+std::wstring readRegString(HKEY root, const wchar_t *path, const wchar_t *name);
 // A REG_DWORD value; -1 when it is absent or of another type.
 long readRegDword(HKEY root, const wchar_t *path, const wchar_t *name);
 bool deleteRegTree(HKEY root, const wchar_t *path);
