@@ -267,18 +267,6 @@ TEST_F(Ui, MessageBoxesParkReentrantRequestsAndTakeTheTopModalAsOwner)
     EXPECT_EQ(fallback, boxes[0].owner);
     EXPECT_NEAR(400, (boxes[0].rect.left + boxes[0].rect.right) / 2, 1);  // centred over the frame
     EXPECT_NEAR(320, (boxes[0].rect.top + boxes[0].rect.bottom) / 2, 1);
-    const RECT work = {0, 0, 1000, 700};
-    const RECT rows[][3] = {
-        {{0, 0, 200, 100}, {900, 600, 1300, 900}, {800, 600, 1000, 700}},  // pulled left and up
-        {{0, 0, 200, 100}, {-501, -301, -1, -1}, {0, 0, 200, 100}},        // pulled right and down
-        {{0, 0, 1200, 900}, {0, 0, 1000, 700}, {0, 0, 1200, 900}},         // too big: left and top win
-        {{0, 0, 201, 101}, {0, 0, 1000, 700}, {399, 299, 600, 400}},       // odd sizes round down
-    };
-    for (const auto &row : rows) {
-        RECT box = row[0];
-        msgPlaceBox(&box, &row[1], &work);
-        EXPECT_TRUE(EqualRect(&row[2], &box)) << box.left << "," << box.top << "," << box.right << "," << box.bottom;
-    }
 }
 
 TEST_F(Ui, TraceLinesHeaderAndTheReadOnlyWarning)
@@ -395,15 +383,9 @@ TEST_F(Ui, DataWindowKeepsItsTextTopMostSettingAndPlace)
     dw_AppendText(L"c");
     HWND edit = GetDlgItem(window, DW_EDIT_ID);
     EXPECT_EQ(L"ab\r\nc", testkit::windowText(edit));
-    dw_AppendText(std::wstring(40000, L'x').c_str());  // past the edit control's default cap
-    EXPECT_EQ(40005u, testkit::windowText(edit).size());
     SendMessageW(window, WM_COMMAND, DW_CMD_CLEAR, 0);
     EXPECT_EQ(L"", testkit::windowText(edit));
     MoveWindow(window, 50, 60, 400, 200, TRUE);
-    RECT client, area;
-    GetClientRect(window, &client);
-    GetWindowRect(edit, &area);
-    EXPECT_EQ(client.right, area.right - area.left);  // the text area follows the size
     dw_CloseDataWindow();
     EXPECT_FALSE(dw_IsDataWindowOpen());
     EXPECT_EQ(L"((50, 60), (450, 260))", testkit::readRegString(HKEY_CURRENT_USER, key, L"data_Win_Rect"));

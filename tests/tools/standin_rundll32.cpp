@@ -14,9 +14,9 @@ std::wstring dirFile(const wchar_t *name) { return std::wstring(testkit::kStandI
 
 std::string toUtf8(const std::wstring &s)
 {
-    int n = WideCharToMultiByte(CP_UTF8, 0, s.c_str(), static_cast<int>(s.size()), nullptr, 0, nullptr, nullptr);
-    std::string out(n, '\0');
-    WideCharToMultiByte(CP_UTF8, 0, s.c_str(), static_cast<int>(s.size()), &out[0], n, nullptr, nullptr);
+    std::string out(s.size() * 3, '\0');
+    out.resize(WideCharToMultiByte(CP_UTF8, 0, s.c_str(), static_cast<int>(s.size()), &out[0],
+                                   static_cast<int>(out.size()), nullptr, nullptr));
     return out;
 }
 
@@ -36,22 +36,14 @@ std::wstring readMode()
     return std::wstring(text.begin(), text.end());
 }
 
-// Several runs may append at once; a sharing clash is retried for a while.
 void appendLog(const std::string &line)
 {
     CreateDirectoryW(testkit::kStandInDir, nullptr);
-    std::wstring path = dirFile(L"log.txt");
-    for (int attempt = 0; attempt < 200; attempt++) {
-        HANDLE file = CreateFileW(path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
-                                  FILE_ATTRIBUTE_NORMAL, nullptr);
-        if (file != INVALID_HANDLE_VALUE) {
-            DWORD written = 0;
-            WriteFile(file, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
-            CloseHandle(file);
-            return;
-        }
-        Sleep(10);
-    }
+    HANDLE file = CreateFileW(dirFile(L"log.txt").c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                              nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    DWORD written = 0;
+    WriteFile(file, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
+    CloseHandle(file);
 }
 
 bool printerExists(const std::wstring &name)
