@@ -390,6 +390,7 @@ TEST_F(Ui, DataWindowKeepsItsTextTopMostSettingAndPlace)
     EXPECT_FALSE(dw_IsDataWindowOpen());
     EXPECT_EQ(L"((50, 60), (450, 260))", testkit::readRegString(HKEY_CURRENT_USER, key, L"data_Win_Rect"));
     setWriteString(L"((100, 100), (150, 120))", L"data_Win_Rect");
+    RECT area;
     GetWindowRect(dw_OpenDataWindow(nullptr, nullptr), &area);
     const RECT minimum = {100, 100, 300, 200};  // no smaller than 200 by 100
     EXPECT_TRUE(EqualRect(&minimum, &area));
