@@ -72,14 +72,10 @@ void installGhostscript64(bool installed)
     HKEY software;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Software", 0, KEY_ALL_ACCESS | kOtherView, &software) == 0) {
         RegDeleteTreeW(software, L"GPL Ghostscript");
-        RegCloseKey(software);
-    }
-    HKEY key;
-    if (installed && RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript\\9.56", 0, nullptr, 0,
-                                     KEY_ALL_ACCESS | kOtherView, nullptr, &key, nullptr) == 0) {
         const wchar_t dll[] = L"C:\\Program Files\\gs\\gs9.56\\bin\\gsdll64.dll";
-        RegSetValueExW(key, L"GS_DLL", 0, REG_SZ, reinterpret_cast<const BYTE *>(dll), sizeof(dll));
-        RegCloseKey(key);
+        if (installed)
+            RegSetKeyValueW(software, L"GPL Ghostscript\\9.56", L"GS_DLL", REG_SZ, dll, sizeof dll);
+        RegCloseKey(software);
     }
 }
 
@@ -122,11 +118,8 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
     const std::wstring documents = testkit::tempDir(L"Jos\xE9 100%done") + L"\\Documents";
     const std::wstring previousDocuments = testkit::setDocuments(documents);
     const std::wstring folder = documents + L"\\TessaloomPDF";
-    HKEY settings;
-    RegCreateKeyExW(HKEY_CURRENT_USER, testkit::kSettingsKey, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &settings, nullptr);
     const DWORD zero = 0;
-    RegSetValueExW(settings, L"DataWinTopMost", 0, REG_DWORD, reinterpret_cast<const BYTE *>(&zero), 4);
-    RegCloseKey(settings);
+    RegSetKeyValueW(HKEY_CURRENT_USER, testkit::kSettingsKey, L"DataWinTopMost", REG_DWORD, &zero, 4);
 
     // cmd splits an unquoted path at "&": the batch file must still run from such a folder.
     const std::wstring temp = testkit::tempDir(L"a&b (c) ^d e");
