@@ -4,7 +4,6 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 #include "app/actions.h"
@@ -14,8 +13,6 @@
 #include "res/resource.h"
 #include "setup/autosetup.h"
 #include "setup/port.h"
-#include "setup/spooler.h"
-#include "support/res.h"
 #include "support/setuplock.h"
 #include "support/sys.h"
 #include "tests/common/standin.h"
@@ -94,9 +91,7 @@ void expectRun(const Outcome &r, DWORD code, const wchar_t *says = L"")
     EXPECT_EQ(code, r.code);
     EXPECT_TRUE(r.windows.empty()) << testing::PrintToString(r.windows);
     EXPECT_EQ(0u, r.log.find(L"==System Info=======\r\n")) << testing::PrintToString(r.log);
-    wchar_t meaning[256];
-    resLoadString(nullptr, IDS_EXIT_FIRST + code, meaning, 256);
-    std::wstring last = L"\r\nExit code " + std::to_wstring(code) + L": " + meaning + L"\r\n";
+    std::wstring last = L"\r\nExit code " + std::to_wstring(code) + L": " + testkit::loadString(IDS_EXIT_FIRST + code) + L"\r\n";
     EXPECT_EQ(r.log.size() - last.size(), r.log.rfind(last));
     EXPECT_NE(std::wstring::npos, r.log.find(says)) << testing::PrintToString(r.log);
 }
@@ -388,20 +383,11 @@ TEST_F(Cli, SecondSetupWaitsForTheFirstOrGivesUp)
     ASSERT_TRUE(appRegisterClass(GetModuleHandleW(nullptr)));
     RECT rect = {120, 120, 570, 370};
     HWND window = appCreateMainWindow(&rect, GetModuleHandleW(nullptr), SW_SHOWNORMAL);
-    std::wstring shown;
-    std::thread closer([&shown] {
-        HWND box = nullptr;
-        testkit::waitFor([&box] { return (box = FindWindowW(L"#32770", L" Message")) != nullptr; });
-        wchar_t text[512] = L"";
-        GetDlgItemTextW(box, 0xFFFF, text, 512);
-        shown = text;
-        PostMessageW(box, WM_COMMAND, IDOK, 0);
-    });
+    testkit::BoxWatcher watcher;
     appOnCommand(IDM_SETUP);
-    closer.join();
-    wchar_t busy[512];
-    resLoadString(nullptr, IDS_SETUP_BUSY, busy, 512);
-    EXPECT_EQ(busy, shown);
+    auto boxes = watcher.wait();
+    ASSERT_EQ(1u, boxes.size());
+    EXPECT_EQ(testkit::loadString(IDS_SETUP_BUSY), boxes[0].text);
     EXPECT_FALSE(keyExists(HKEY_LOCAL_MACHINE, kPortKey));
     DestroyWindow(window);
     MSG message;
