@@ -310,6 +310,15 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
              EXPECT_NE(std::wstring::npos, runs[0].commandLine.find(L"printui.dll,PrintUIEntry /dl /n \"TessaloomPDF\""));
              EXPECT_EQ(L"TessaloomPDF:", printerPort());
          }},
+        // A file where the data folder should be is kept; the printer is installed all the same.
+        {L"-SETUP", 0, L"\t[Message box, not shown] Message: A file stands where the folder " + testkit::documentsDir() +
+                           L"\\TessaloomPDF belongs.\r\n\tResponse file not written: its folder is not available", [] {
+             testkit::removeTree(testkit::documentsDir() + L"\\TessaloomPDF");
+             testkit::writeFile(testkit::documentsDir() + L"\\TessaloomPDF", "mine");
+         }, true, [] {
+             EXPECT_EQ("mine", testkit::readFile(testkit::documentsDir() + L"\\TessaloomPDF"));
+             DeleteFileW((testkit::documentsDir() + L"\\TessaloomPDF").c_str());
+         }},
         {L"-STATUS", 12, L"\r\nPrinter TessaloomPDF: driver ", [] {
              gs2_AddRedirectedPortUsingRegistry(nullptr, L"TessaloomPDF:", L"C:\\gs\\gs9.05\\bin\\gswin32c.exe");
              testkit::addPrinter(L"TessaloomPDF", L"LPT1:");

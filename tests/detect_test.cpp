@@ -186,17 +186,6 @@ TEST_F(Detection, RedMonLibraryAndTheRedirectionSequence)
             }
         }
     }
-    // A failing first call ends it: no file lookup, no second call; so does a missing entry point.
-    if (testkit::kIs32BitBuild)
-        return;
-    testkit::writeFile(real + L"\\redmonnt.dll", "MZ");
-    g_firstResult = FALSE;
-    g_calls = 0;
-    EXPECT_EQ(0, gs2_IsRedMonInstalled());
-    EXPECT_EQ(1, g_calls);
-    redmonTestSetRedirectionCalls(nullptr, fakeSecond);
-    EXPECT_EQ(0, gs2_IsRedMonInstalled());
-    DeleteFileW((real + L"\\redmonnt.dll").c_str());
 }
 
 TEST(Printers, OursByTheFirstWordFoldingAToZ)
@@ -212,40 +201,6 @@ TEST(Printers, OursByTheFirstWordFoldingAToZ)
     for (const auto &row : rows)
         EXPECT_EQ(row.expected, gs2_IsDriverPrinterName(row.name, 1)) << testing::PrintToString(std::wstring(row.name));
     EXPECT_EQ(0, gs2_IsDriverPrinterName(nullptr, 0));
-}
-
-TEST_F(Detection, DataFolderIsMadeAgainWhenGoneAndRefusedWhenAFileStandsThere)
-{
-    const std::wstring folder = testkit::documentsDir() + L"\\TessaloomPDF";
-    testkit::removeTree(folder);
-    wchar_t out[257];
-    ASSERT_EQ(1, gs2_GetDataFolder(out));
-    EXPECT_EQ(folder, out);
-    RemoveDirectoryW(folder.c_str());
-    ASSERT_EQ(1, gs2_GetRspFilePath(out));
-    EXPECT_EQ(folder + L"\\tl2pdf.rsp", out);
-    ASSERT_EQ(1, gs2_GetRspFilePathForFile(out));
-    EXPECT_EQ(folder + L"\\tlpdf.rsp", out);
-    RemoveDirectoryW(folder.c_str());
-    ASSERT_TRUE(testkit::writeFile(folder, "not a folder"));
-    testkit::BoxWatcher watcher(2);
-    EXPECT_EQ(0, gs2_GetDataFolder(out));
-    wcscpy(out, L"untouched");
-    EXPECT_EQ(0, gs2_GetRspFilePath(out));
-    EXPECT_STREQ(L"untouched", out);
-    auto boxes = watcher.wait();
-    ASSERT_EQ(2u, boxes.size());
-    EXPECT_EQ(L"", boxes[0].text);  // the message has no text on purpose
-    EXPECT_EQ("not a folder", testkit::readFile(folder));
-    DeleteFileW(folder.c_str());
-    // Before Vista the response file lies in Ghostscript's root.
-    SysFacts xp = {};
-    xp.major = 5;
-    xp.minor = 1;
-    sysTestSetFacts(xp, 0);
-    setValue(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript\\9.05", 0, L"GS_DLL", L"C:\\Program Files\\gs\\gs9.05\\bin\\gsdll32.dll");
-    ASSERT_EQ(1, gs2_GetRspFilePath(out));
-    EXPECT_STREQ(L"C:\\Program Files\\gs\\tl2pdf.rsp", out);
 }
 
 }  // namespace
