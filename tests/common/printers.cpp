@@ -10,11 +10,11 @@
 
 namespace testkit {
 
-bool addPrinter(const wchar_t *name, const wchar_t *port)
+bool addPrinter(const wchar_t *name, const wchar_t *port, const wchar_t *driverName)
 {
     DRIVER_INFO_3W driver = {};
     driver.cVersion = 3;
-    driver.pName = const_cast<wchar_t *>(L"Tessaloom Test PS Driver");
+    driver.pName = const_cast<wchar_t *>(driverName);
     driver.pDriverPath = driver.pDataFile = driver.pConfigFile = const_cast<wchar_t *>(L"wineps.drv");
     AddPrinterDriverW(nullptr, 3, reinterpret_cast<BYTE *>(&driver));
     PRINTER_INFO_2W info = {};

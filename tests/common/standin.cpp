@@ -1,5 +1,9 @@
-// Puts the stand-in rundll32 into the test prefix and takes it away again.
+// The stand-in rundll32: this test runner, copied over the system's rundll32.exe, serves the
+// printer installer's command lines as a child mode. Putting it in place and taking it away.
 #include "tests/common/standin.h"
+#include <shellapi.h>
+#include <winspool.h>
+#include <cstdio>
 #include "tests/common/testkit.h"
 
 namespace testkit {
@@ -29,16 +33,91 @@ std::wstring ntprintInf()
     return std::wstring(dir) + L"\\inf\\ntprint.inf";
 }
 
-bool isStandIn(const std::wstring &path) { return exists(path) && readFile(path) == readFile(standInExe()); }
+ULONGLONG fileSize(const std::wstring &path)
+{
+    WIN32_FILE_ATTRIBUTE_DATA data = {};
+    return GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data)
+               ? (ULONGLONG(data.nFileSizeHigh) << 32) | data.nFileSizeLow
+               : 0;
+}
+bool isStandIn(const std::wstring &path) { return fileSize(path) == fileSize(standInExe()); }
+
+void append(const wchar_t *name, const std::string &line, DWORD disposition = OPEN_ALWAYS)
+{
+    HANDLE file = CreateFileW(dirFile(name).c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                              disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+    DWORD written = 0;
+    WriteFile(file, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
+    CloseHandle(file);
+}
+
+int install(const std::wstring &driver, const std::wstring &inf, const std::wstring &printer, const std::wstring &port)
+{
+    if (!exists(inf))
+        return 4;
+    // The real installer refuses an existing name; Wine's AddPrinterW would replace it.
+    if (printerPort(printer.c_str()) != L"<none>")
+        return 1;
+    return addPrinter(printer.c_str(), port.c_str(), driver.c_str()) ? 0 : 5;
+}
+
+int act(int count, wchar_t **args)
+{
+    wchar_t module[MAX_PATH] = L"", wow[MAX_PATH] = L"";
+    GetModuleFileNameW(nullptr, module, MAX_PATH);
+    GetSystemWow64DirectoryW(wow, MAX_PATH);
+    // Only a copy in a system folder (system32, or syswow64 under WOW64) acts; any other copy
+    // was planted by a test. The log's module path tells which one ran.
+    bool planted = _wcsicmp(module, systemRundll32().c_str()) != 0 &&
+                   (!wow[0] || _wcsicmp(module, (std::wstring(wow) + L"\\rundll32.exe").c_str()) != 0);
+    std::wstring line = (planted ? L"PLANTED\t" : L"RAN\t") + std::wstring(module) + L"\t" + GetCommandLineW();
+    std::string bytes(line.size() * 3, '\0');
+    bytes.resize(WideCharToMultiByte(CP_UTF8, 0, line.c_str(), static_cast<int>(line.size()), &bytes[0],
+                                     static_cast<int>(bytes.size()), nullptr, nullptr));
+    append(L"log.txt", bytes + "\r\n");
+    std::string mode = readFile(dirFile(L"control.txt"));
+    mode = mode.compare(0, 5, "mode=") == 0 ? mode.substr(5, mode.find_first_of("\r\n") - 5) : "";
+    if (planted || mode == "noop")
+        return 0;
+    if (mode.compare(0, 6, "sleep:") == 0)
+        Sleep(static_cast<DWORD>(atoi(mode.c_str() + 6)));
+    std::wstring action, driver, inf, printer, port, target;
+    for (int i = 2; i < count; i++) {
+        std::wstring a = args[i];
+        std::wstring *value = a == L"/m" ? &driver : a == L"/f" ? &inf : a == L"/b" ? &printer
+                            : a == L"/r" ? &port : a == L"/n" ? &target : nullptr;
+        if (value && ++i < count)
+            *value = args[i];
+        else if (a == L"/if" || a == L"/dl")
+            action = a;
+        else if (value || a.compare(0, 2, L"/h") != 0)  // the architecture is not checked
+            return 3;
+    }
+    if (action == L"/if" && !driver.empty() && !inf.empty() && !printer.empty() && !port.empty())
+        return install(driver, inf, printer, port);
+    if (action == L"/dl" && !target.empty())
+        return mode == "keepold" || !deletePrinter(target.c_str()) ? 5 : 0;  // as when jobs are pending
+    return 3;
+}
 
 }  // namespace
 
-std::wstring standInExe()
-{
-    wchar_t full[MAX_PATH] = L"";
-    GetFullPathNameW((exeDir() + L"\\..\\standin\\rundll32.exe").c_str(), MAX_PATH, full, nullptr);
-    return full;
-}
+// "<start>\t<end>\r\n" in microseconds of the performance counter, so that a benchmark can take
+// this run's own time out of what it measures. Only where the benchmark made timing.txt.
+TESTKIT_CHILD_MODE(printui, L"printui.dll,PrintUIEntry", [](int count, wchar_t **args) {
+    LARGE_INTEGER start, end, frequency;
+    QueryPerformanceCounter(&start);
+    int code = act(count, args);
+    QueryPerformanceCounter(&end);
+    QueryPerformanceFrequency(&frequency);
+    char line[64];
+    snprintf(line, sizeof line, "%lld\t%lld\r\n", static_cast<long long>(start.QuadPart * 1e6 / frequency.QuadPart),
+             static_cast<long long>(end.QuadPart * 1e6 / frequency.QuadPart));
+    append(L"timing.txt", line, OPEN_EXISTING);
+    return code;
+})
+
+std::wstring standInExe() { return binPath(L"tlpdf_tests.exe"); }
 
 bool installStandIn()
 {
@@ -51,15 +130,8 @@ bool installStandIn()
         ok = ok && CopyFileW(standInExe().c_str(), systemRundll32(i).c_str(), FALSE) != FALSE;
     }
     // Without the override Wine runs its built-in rundll32 whatever file lies in system32.
-    HKEY key;
-    ok = ok && RegCreateKeyExW(HKEY_CURRENT_USER, kOverrideKey, 0, nullptr, 0, KEY_SET_VALUE, nullptr, &key,
-                               nullptr) == ERROR_SUCCESS;
-    if (ok) {
-        static const wchar_t native[] = L"native";
-        ok = RegSetValueExW(key, L"rundll32.exe", 0, REG_SZ, reinterpret_cast<const BYTE *>(native),
-                            sizeof(native)) == ERROR_SUCCESS;
-        RegCloseKey(key);
-    }
+    static const wchar_t native[] = L"native";
+    ok = ok && RegSetKeyValueW(HKEY_CURRENT_USER, kOverrideKey, L"rundll32.exe", REG_SZ, native, sizeof native) == 0;
     std::wstring inf = ntprintInf();
     CreateDirectoryW(inf.substr(0, inf.find_last_of(L'\\')).c_str(), nullptr);
     ok = ok && writeFile(inf, "; Test stand-in for the printer driver list.\r\n[Version]\r\n"
@@ -69,13 +141,11 @@ bool installStandIn()
     return ok;
 }
 
-static void removeRundll32()
+void removeNtprintInf() { DeleteFileW(ntprintInf().c_str()); }
+
+void removeStandIn(bool keepInf)
 {
-    HKEY key;
-    if (RegOpenKeyExW(HKEY_CURRENT_USER, kOverrideKey, 0, KEY_SET_VALUE, &key) == ERROR_SUCCESS) {
-        RegDeleteValueW(key, L"rundll32.exe");
-        RegCloseKey(key);
-    }
+    RegDeleteKeyValueW(HKEY_CURRENT_USER, kOverrideKey, L"rundll32.exe");
     for (size_t i = 0; i < systemFolders().size(); i++) {
         if (exists(backupPath(i))) {
             if (CopyFileW(backupPath(i).c_str(), systemRundll32(i).c_str(), FALSE))
@@ -84,13 +154,6 @@ static void removeRundll32()
             DeleteFileW(systemRundll32(i).c_str());
         }
     }
-}
-
-void removeNtprintInf() { DeleteFileW(ntprintInf().c_str()); }
-
-void removeStandIn(bool keepInf)
-{
-    removeRundll32();
     if (!keepInf)
         removeNtprintInf();
     for (const wchar_t *name : {L"log.txt", L"control.txt"})

@@ -1,6 +1,7 @@
 // A test-only stand-in for the system's rundll32.exe. Wine's printer installer installs nothing,
-// so the tests put this program in the system folder; it logs each command line it gets and
-// carries out "printui.dll,PrintUIEntry /if ..." and "/dl ..." through the spooler.
+// so the tests put a copy of the test runner in the system folder; called with
+// "printui.dll,PrintUIEntry", it logs its command line and carries out "/if ..." and "/dl ..."
+// through the spooler.
 //
 // Files, all in kStandInDir inside the prefix:
 //   log.txt      one UTF-8 line per run, written before it acts:
@@ -33,7 +34,7 @@ bool installStandIn();
 void removeStandIn(bool keepInf = false);
 void removeNtprintInf();
 
-std::wstring standInExe();  // the built stand-in
+std::wstring standInExe();  // what is copied: the test runner
 std::vector<StandInRun> standInLog();
 void clearStandInLog();
 // nullptr or "" for normal operation; "noop", "sleep:<ms>" or "keepold".

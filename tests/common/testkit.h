@@ -109,7 +109,8 @@ constexpr bool kIs32BitBuild = sizeof(void *) == 4;
 namespace testkit {
 
 // Installs a printer through the spooler directly (Wine's printer installer is a stub).
-bool addPrinter(const wchar_t *name, const wchar_t *port = L"TessaloomPDF:");
+bool addPrinter(const wchar_t *name, const wchar_t *port = L"TessaloomPDF:",
+                const wchar_t *driver = L"Tessaloom Test PS Driver");
 bool deletePrinter(const wchar_t *name);
 void deleteAllPrinters();
 
