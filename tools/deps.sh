@@ -2,8 +2,7 @@
 # Installs the Debian packages the build and the tests need, only those missing, and Wine's
 # 32-bit half (wine32:i386) so that the 32-bit product runs under WOW64 like on 64-bit Windows.
 set -euo pipefail
-need=(cmake g++-mingw-w64-i686 g++-mingw-w64-x86-64 wine wine64 xvfb googletest imagemagick x11-utils
-      ghostscript poppler-utils zip)
+need=(cmake g++-mingw-w64-i686 g++-mingw-w64-x86-64 wine wine64 xvfb googletest imagemagick x11-utils zip)
 sudo_cmd=()
 [ "$(id -u)" -eq 0 ] || sudo_cmd=(sudo)
 export DEBIAN_FRONTEND=noninteractive
