@@ -5,7 +5,6 @@
 #include "app/actionlog.h"
 #include <cstdarg>
 #include <cwchar>
-#include "diag/report.h"
 #include "diag/trace.h"
 #include "res/resource.h"
 #include "support/mem.h"

@@ -1,15 +1,11 @@
-// Debug report: the system-information header, and the trace mailed through Simple MAPI.
+// Debug report: the trace mailed through Simple MAPI.
 #include "diag/report.h"
 #include <mapi.h>
 #include <cwchar>
-#include "detect/printers.h"
 #include "diag/trace.h"
-#include "support/dt.h"
 #include "support/handles.h"
-#include "support/mem.h"
 #include "support/path.h"
 #include "support/str.h"
-#include "support/sys.h"
 #include "support/syslib.h"
 #include "tlpdf_config.h"
 
@@ -34,34 +30,6 @@ void toAnsi(const wchar_t *text, char *out)
 }
 
 }  // namespace
-
-HGLOBAL dbg_BuildSystemInfo()
-{
-    wchar_t line[256];
-    HGLOBAL block = txtGAppend(nullptr, L"==System Info=======\r\n");
-    dt_FormatNow(line, 100);
-    block = txtGAppend(block, line);
-    block = txtGAppend(block, L"\r\n");
-    block = txtGAppend(block, L"====================\r\n");
-    // The bitness word says whether this process runs under WOW64, as it always has.
-    _snwprintf(line, 256, L"[Windows Version]: %d %s\r\n", sysVersionCode(),
-               sysIsWow64() ? L"(64-bit)" : L"(32-bit)");
-    line[255] = L'\0';
-    block = txtGAppend(block, line);
-    block = txtGAppend(block, L"====================\r\n");
-    block = txtGAppend(block, L"The installed Tessaloom PDF Driver List:\r\n");
-    int count = 0;
-    HGLOBAL printers = gs2_GetDriverPrinterList(L'\n', &count);
-    {
-        MemLock<wchar_t> names(printers);
-        if (names && names.get()[0])
-            block = txtGAppend(block, names.get());
-    }
-    memGFree(printers);
-    block = txtGAppend(block, L"\r\n");
-    block = txtGAppend(block, L"====================\r\n");
-    return block;
-}
 
 // The program runs elevated: MAPI32.DLL is only ever taken from the system folder,
 // never from the program's folder or the current directory.

@@ -9,6 +9,7 @@
 #include "support/rect.h"
 #include "support/res.h"
 #include "support/str.h"
+#include "support/txt.h"
 
 namespace {
 
@@ -245,6 +246,8 @@ int msgErrorBox2(HWND owner, const wchar_t *first, const wchar_t *second)
     memGFree(block);
     return result;
 }
+
+void msgReportMemFailure(const wchar_t *text) { msgErrorBoxIdText(nullptr, IDS_MEMGALLOC_FAILED, text); }
 
 void errFormatSystemMessage(DWORD code, wchar_t *buffer, int capacity)
 {

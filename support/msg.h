@@ -18,6 +18,9 @@ int msgMessageBoxId(HWND owner, UINT id, UINT flags);
 int msgErrorBoxIdText(HWND owner, UINT id, const wchar_t *extra);
 int msgMessageBoxIdText(HWND owner, UINT id, const wchar_t *extra, UINT flags);
 int msgErrorBox2(HWND owner, const wchar_t *first, const wchar_t *second);
+// Installed as the memory layer's failure hook. The id has no text, so the box stays silent;
+// the failure still passes through the one reporting path.
+void msgReportMemFailure(const wchar_t *text);
 
 void errFormatSystemMessage(DWORD code, wchar_t *buffer, int capacity);
 void dlgReportCommDlgError(HWND owner, const wchar_t *first);

@@ -6,6 +6,7 @@
 #include "support/handles.h"
 #include "support/mem.h"
 #include "support/rect.h"
+#include "support/txt.h"
 
 const wchar_t kSettingSetupDone[] = L"GSPDF_SETUP";
 const wchar_t kSettingMaxWait[] = L"GSPDF_MAXWAIT";
