@@ -22,9 +22,6 @@ int msgErrorBox2(HWND owner, const wchar_t *first, const wchar_t *second);
 // the failure still passes through the one reporting path.
 void msgReportMemFailure(const wchar_t *text);
 
-void errFormatSystemMessage(DWORD code, wchar_t *buffer, int capacity);
-void dlgReportCommDlgError(HWND owner, const wchar_t *first);
-
 // Where a box would stand: centred on the reference, then pulled into the work area.
 void msgPlaceBox(RECT *box, const RECT *reference, const RECT *workArea);
 
