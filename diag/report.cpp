@@ -49,7 +49,7 @@ int mapi_SendMailWithAttachment(HWND parent, const wchar_t *recipient, const wch
 {
     if (!attachment || !*attachment || !parent || !IsWindow(parent))
         return 0;
-    HMODULE library = nullptr;
+    ScopedModule library;
     MapiSendMailFn sendMail = g_testSendMail;
     if (!sendMail) {
         wchar_t path[PATH_BUFFER];
@@ -58,9 +58,11 @@ int mapi_SendMailWithAttachment(HWND parent, const wchar_t *recipient, const wch
         if (!library)
             return 0;
         sendMail = reinterpret_cast<MapiSendMailFn>(
-            reinterpret_cast<void (*)()>(GetProcAddress(library, kSendMailName)));
-        if (!sendMail)
-            return 0;  // the library stays loaded, as it always has
+            reinterpret_cast<void (*)()>(GetProcAddress(library.get(), kSendMailName)));
+        if (!sendMail) {
+            library.release();  // the library stays loaded, as it always has
+            return 0;
+        }
     }
 
     char subjectA[kAnsiBytes], addressA[kAnsiBytes], pathA[kAnsiBytes], emptyName[1] = "";
@@ -86,8 +88,7 @@ int mapi_SendMailWithAttachment(HWND parent, const wchar_t *recipient, const wch
     message.lpFiles = &file;
 
     ULONG result = sendMail(0, reinterpret_cast<ULONG_PTR>(parent), &message, MAPI_LOGON_UI | MAPI_DIALOG, 0);
-    if (library)
-        FreeLibrary(library);
+    library.reset();
     // A cancelled compose or a failed log-on counts as handed over: the user saw the client.
     return (result == SUCCESS_SUCCESS || result == MAPI_USER_ABORT || result == MAPI_E_LOGIN_FAILURE) ? 1 : 0;
 }

@@ -2,6 +2,7 @@
 // web addresses, which the join folds like paths.
 #include "support/path.h"
 #include <cwchar>
+#include "support/handles.h"
 #include "support/str.h"
 #include "support/sys.h"
 
@@ -84,10 +85,8 @@ void collapseDoubled(wchar_t *work, wchar_t sep)
 bool findAttributes(const wchar_t *path, DWORD *attributes)
 {
     WIN32_FIND_DATAW data;
-    HANDLE find = FindFirstFileW(path, &data);
-    if (find == INVALID_HANDLE_VALUE)
+    if (!ScopedFind(FindFirstFileW(path, &data)))
         return false;
-    FindClose(find);
     *attributes = data.dwFileAttributes;
     return true;
 }

@@ -123,8 +123,8 @@ int sysIsAdmin()
 
 int sysIsServiceAccount()
 {
-    HANDLE token = nullptr;
-    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token))
+    ScopedHandle token;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.out()))
         return 0;
     union {
         TOKEN_USER user;
@@ -132,10 +132,9 @@ int sysIsServiceAccount()
     } info;
     DWORD size = 0;
     int service = 0;
-    if (GetTokenInformation(token, TokenUser, &info, sizeof(info), &size))
+    if (GetTokenInformation(token.get(), TokenUser, &info, sizeof(info), &size))
         for (WELL_KNOWN_SID_TYPE type : {WinLocalSystemSid, WinLocalServiceSid, WinNetworkServiceSid})
             service |= IsWellKnownSid(info.user.User.Sid, type) ? 1 : 0;
-    CloseHandle(token);
     return service;
 }
 
