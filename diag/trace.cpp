@@ -7,12 +7,12 @@
 #include "detect/printers.h"
 #include "support/dt.h"
 #include "support/err.h"
+#include "support/fl.h"
 #include "support/mem.h"
 #include "support/path.h"
 #include "support/res.h"
 #include "support/str.h"
 #include "support/sys.h"
-#include "support/txf.h"
 #include "support/txt.h"
 
 const wchar_t kTraceFileName[] = L"~tlpdf_dbg.txt";
