@@ -217,6 +217,7 @@ int appRunAction(const wchar_t *commandLine)
     ActionRequest request;
     if (!appParseActionLine(commandLine, &request))
         return -1;
+    AppCommand running;
     appSetWindowless(1);
     msgSetSink(appLogBox);
     appStartActionLog(request.log);

@@ -179,6 +179,7 @@ int appOnCommand(WPARAM command)
     // The setup serves messages while the installer runs: nothing posted meanwhile starts inside it.
     if (g_setupRunning)
         return 1;
+    AppCommand running;
     switch (static_cast<DWORD>(command)) {
     case IDM_INSTRUCTIONS:
         OpenDocumentOrUrl(g_mainWindow, L"" TLPDF_INSTRUCTIONS_URL);
