@@ -3,12 +3,9 @@
 #include <cwchar>
 #include "res/resource.h"
 #include "support/appstate.h"
-#include "support/mem.h"
 #include "support/rect.h"
 #include "support/res.h"
 #include "support/shell.h"
-#include "support/str.h"
-#include "support/syslib.h"
 #include "support/ver.h"
 #include "tlpdf_config.h"
 
@@ -27,56 +24,7 @@ void centreOverMainWindow(HWND dialog)
     SetWindowPos(dialog, nullptr, box.left, box.top, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
-// Reads one text of the StringFileInfo block, in the translation's language or the fixed one.
-bool queryString(void *block, const wchar_t *translation, const wchar_t *name, wchar_t *out)
-{
-    wchar_t query[128];
-    if (translation[0])
-        _snwprintf(query, 128, L"\\StringFileInfo\\%s\\%s", translation, name);
-    else
-        _snwprintf(query, 128, L"\\StringFileInfo\\040904B0\\%s", name);
-    query[127] = L'\0';
-    wchar_t *value = nullptr;
-    UINT length = 0;
-    if (!sysVerQueryValueW(block, query, reinterpret_cast<void **>(&value), &length) || !value || length == 0)
-        return false;
-    strCopyN(out, value, 255);
-    return out[0] != L'\0';
-}
-
 }  // namespace
-
-void verGetTranslation(const void *versionBlock, wchar_t *out)
-{
-    out[0] = L'\0';
-    WORD *translation = nullptr;
-    UINT length = 0;
-    if (sysVerQueryValueW(versionBlock, L"\\VarFileInfo\\Translation", reinterpret_cast<void **>(&translation),
-                          &length) &&
-        translation && length >= 2 * sizeof(WORD))
-        _snwprintf(out, 9, L"%04x%04x", translation[0], translation[1]);
-}
-
-int verGetStrings(wchar_t *company, wchar_t *copyright, HMODULE module)
-{
-    copyright[0] = L'\0';
-    if (company)
-        company[0] = L'\0';
-    HGLOBAL block = verLoadBlock(module);
-    if (!block)
-        return 0;
-    bool found = false;
-    {
-        MemLock<BYTE> data(block);
-        wchar_t translation[9];
-        verGetTranslation(data.get(), translation);
-        found = queryString(data.get(), translation, L"LegalCopyright", copyright);
-        if (company && queryString(data.get(), translation, L"CompanyName", company))
-            found = true;
-    }
-    memGFree(block);
-    return found ? 1 : 0;
-}
 
 // "|" and "^" in the stored copyright stand for a carriage return and a line feed.
 void aboutCopyrightLines(wchar_t *text)

@@ -7,5 +7,3 @@ void aboutInit(HWND dialog);
 void aboutSetCopyright(HWND dialog);
 void aboutFormatVersion(wchar_t *out, int capacity, WORD versionNumber);
 void aboutCopyrightLines(wchar_t *text);
-int verGetStrings(wchar_t *company, wchar_t *copyright, HMODULE module);
-void verGetTranslation(const void *versionBlock, wchar_t *out);

@@ -5,9 +5,9 @@
 #include "app/actionlog.h"
 #include <cstdarg>
 #include <cwchar>
-#include "diag/report.h"
 #include "diag/trace.h"
 #include "res/resource.h"
+#include "support/handles.h"
 #include "support/mem.h"
 #include "support/res.h"
 
@@ -24,16 +24,14 @@ bool canTakeLog(const wchar_t *path)
         return true;  // made by the first line, provided its folder exists
     if (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY))
         return false;
-    HANDLE file = CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                              FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
+    ScopedHandle file(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                                  FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file)
         return false;
     BYTE mark[2] = {0, 0};
     DWORD read = 0;
-    bool ours = ReadFile(file, mark, 2, &read, nullptr) &&
-                (read == 0 || (read == 2 && mark[0] == 0xFF && mark[1] == 0xFE));
-    CloseHandle(file);
-    return ours;
+    return ReadFile(file.get(), mark, 2, &read, nullptr) &&
+           (read == 0 || (read == 2 && mark[0] == 0xFF && mark[1] == 0xFE));
 }
 
 }  // namespace

@@ -10,7 +10,6 @@
 #include "app/actionline.h"
 #include "app/actionlog.h"
 #include "app/maindlg.h"
-#include "app/window.h"
 #include "detect/gs.h"
 #include "detect/locations.h"
 #include "detect/printers.h"
@@ -28,6 +27,9 @@
 #include "support/setuplock.h"
 #include "support/str.h"
 #include "support/sys.h"
+
+const wchar_t kNotAdminMessage[] =
+    L"This program must be run as Administrator in order to work. Program will not start.";
 
 namespace {
 
@@ -215,6 +217,7 @@ int appRunAction(const wchar_t *commandLine)
     ActionRequest request;
     if (!appParseActionLine(commandLine, &request))
         return -1;
+    AppCommand running;
     appSetWindowless(1);
     msgSetSink(appLogBox);
     appStartActionLog(request.log);

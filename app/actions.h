@@ -3,6 +3,9 @@
 #pragma once
 #include <windows.h>
 
+// The refusal to run without the administrator right, in the window's box and the action log.
+extern const wchar_t kNotAdminMessage[];
+
 enum ActionExit {
     EXIT_DONE = 0,
     EXIT_UNEXPECTED = 1,

@@ -11,6 +11,7 @@
 #include "support/dlg.h"
 #include "support/mem.h"
 #include "support/res.h"
+#include "support/txt.h"
 #include "tlpdf_config.h"
 
 namespace {

@@ -13,6 +13,7 @@
 #include "res/resource.h"
 #include "support/appstate.h"
 #include "support/dlg.h"
+#include "support/mem.h"
 #include "support/msg.h"
 #include "support/rect.h"
 #include "support/setuplock.h"
@@ -23,8 +24,6 @@
 
 const wchar_t kMainWindowClass[] = L"tlpdf_class";
 const wchar_t kMainWindowTitle[] = L"Tessaloom PDF Setup";
-const wchar_t kNotAdminMessage[] =
-    L"This program must be run as Administrator in order to work. Program will not start.";
 
 namespace {
 
@@ -180,6 +179,7 @@ int appOnCommand(WPARAM command)
     // The setup serves messages while the installer runs: nothing posted meanwhile starts inside it.
     if (g_setupRunning)
         return 1;
+    AppCommand running;
     switch (static_cast<DWORD>(command)) {
     case IDM_INSTRUCTIONS:
         OpenDocumentOrUrl(g_mainWindow, L"" TLPDF_INSTRUCTIONS_URL);
@@ -233,6 +233,7 @@ int appGetExitAfterCommand() { return g_exitAfterCommand; }
 
 int appRun(HINSTANCE instance, HINSTANCE previous, const wchar_t *commandLine, int showCommand)
 {
+    memSetFailureHook(msgReportMemFailure);
     // Before anything can load a DLL: never from the program's folder or the current one.
     sysHardenDllSearch();
     RECT rect = {kInitialLeft, kInitialTop, 0, 0};

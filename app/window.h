@@ -4,7 +4,6 @@
 
 extern const wchar_t kMainWindowClass[];
 extern const wchar_t kMainWindowTitle[];
-extern const wchar_t kNotAdminMessage[];
 
 ATOM appRegisterClass(HINSTANCE instance);
 HWND appCreateMainWindow(const RECT *rect, HINSTANCE instance, int showCommand);

@@ -10,6 +10,7 @@
 #include "support/res.h"
 #include "support/settings.h"
 #include "support/str.h"
+#include "support/txt.h"
 
 const wchar_t kGhostscriptKey[] = L"GPL Ghostscript";
 const wchar_t kArtifexGhostscriptKey[] = L"Artifex Ghostscript";

@@ -17,16 +17,23 @@ const wchar_t kRspFileName[] = L"tl2pdf.rsp";
 namespace {
 
 wchar_t g_documents[MAX_PATH + 1];  // set for an unattended run that names the Documents folder
+wchar_t g_asked[MAX_PATH + 1];      // what the shell answered during the command g_askedIn
+unsigned g_askedIn;
 
 // The Documents folder of the account that runs the program, unless one was named for it.
 // When the shell fails, the text stays empty; callers have always lived with that.
 void documentsFolder(wchar_t *out)
 {
     out[0] = L'\0';
-    if (g_documents[0])
+    if (g_documents[0]) {
         strCopyN(out, g_documents, MAX_PATH);
-    else
+    } else if (appCommandSerial() && appCommandSerial() == g_askedIn) {
+        strCopyN(out, g_asked, MAX_PATH);
+    } else {
         SHGetFolderPathW(appGetFrameWindow(), CSIDL_PERSONAL, nullptr, 0, out);
+        strCopyN(g_asked, out, MAX_PATH);
+        g_askedIn = appCommandSerial();
+    }
 }
 
 }  // namespace
@@ -55,7 +62,7 @@ int gs2_EnsureFolder(const wchar_t *path)
     return CreateDirectoryW(path, nullptr) ? 1 : 0;
 }
 
-// Asked afresh on every request, so a folder deleted meanwhile is made again.
+// Made on every request, so a folder deleted meanwhile is made again.
 int gs2_GetDataFolder(wchar_t *out)
 {
     if (out)

@@ -5,6 +5,7 @@
 #include "support/mem.h"
 #include "support/str.h"
 #include "support/syslib.h"
+#include "support/txt.h"
 
 const wchar_t kPdfPrinterName[] = L"TessaloomPDF";
 

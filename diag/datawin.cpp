@@ -8,7 +8,7 @@
 #include "support/rect.h"
 #include "support/savedlg.h"
 #include "support/settings.h"
-#include "support/txf.h"
+#include "support/fl.h"
 
 const wchar_t kDataWindowClass[] = L"tl_DataWin";
 const wchar_t kDataWindowTitle[] = L"Debug/Code Info";

@@ -1,15 +1,11 @@
-// Debug report: the system-information header, and the trace mailed through Simple MAPI.
+// Debug report: the trace mailed through Simple MAPI.
 #include "diag/report.h"
 #include <mapi.h>
 #include <cwchar>
-#include "detect/printers.h"
 #include "diag/trace.h"
-#include "support/dt.h"
 #include "support/handles.h"
-#include "support/mem.h"
 #include "support/path.h"
 #include "support/str.h"
-#include "support/sys.h"
 #include "support/syslib.h"
 #include "tlpdf_config.h"
 
@@ -35,34 +31,6 @@ void toAnsi(const wchar_t *text, char *out)
 
 }  // namespace
 
-HGLOBAL dbg_BuildSystemInfo()
-{
-    wchar_t line[256];
-    HGLOBAL block = txtGAppend(nullptr, L"==System Info=======\r\n");
-    dt_FormatNow(line, 100);
-    block = txtGAppend(block, line);
-    block = txtGAppend(block, L"\r\n");
-    block = txtGAppend(block, L"====================\r\n");
-    // The bitness word says whether this process runs under WOW64, as it always has.
-    _snwprintf(line, 256, L"[Windows Version]: %d %s\r\n", sysVersionCode(),
-               sysIsWow64() ? L"(64-bit)" : L"(32-bit)");
-    line[255] = L'\0';
-    block = txtGAppend(block, line);
-    block = txtGAppend(block, L"====================\r\n");
-    block = txtGAppend(block, L"The installed Tessaloom PDF Driver List:\r\n");
-    int count = 0;
-    HGLOBAL printers = gs2_GetDriverPrinterList(L'\n', &count);
-    {
-        MemLock<wchar_t> names(printers);
-        if (names && names.get()[0])
-            block = txtGAppend(block, names.get());
-    }
-    memGFree(printers);
-    block = txtGAppend(block, L"\r\n");
-    block = txtGAppend(block, L"====================\r\n");
-    return block;
-}
-
 // The program runs elevated: MAPI32.DLL is only ever taken from the system folder,
 // never from the program's folder or the current directory.
 void mapi_LibraryPath(wchar_t *out)
@@ -81,7 +49,7 @@ int mapi_SendMailWithAttachment(HWND parent, const wchar_t *recipient, const wch
 {
     if (!attachment || !*attachment || !parent || !IsWindow(parent))
         return 0;
-    HMODULE library = nullptr;
+    ScopedModule library;
     MapiSendMailFn sendMail = g_testSendMail;
     if (!sendMail) {
         wchar_t path[PATH_BUFFER];
@@ -90,9 +58,11 @@ int mapi_SendMailWithAttachment(HWND parent, const wchar_t *recipient, const wch
         if (!library)
             return 0;
         sendMail = reinterpret_cast<MapiSendMailFn>(
-            reinterpret_cast<void (*)()>(GetProcAddress(library, kSendMailName)));
-        if (!sendMail)
-            return 0;  // the library stays loaded, as it always has
+            reinterpret_cast<void (*)()>(GetProcAddress(library.get(), kSendMailName)));
+        if (!sendMail) {
+            library.release();  // the library stays loaded, as it always has
+            return 0;
+        }
     }
 
     char subjectA[kAnsiBytes], addressA[kAnsiBytes], pathA[kAnsiBytes], emptyName[1] = "";
@@ -118,8 +88,7 @@ int mapi_SendMailWithAttachment(HWND parent, const wchar_t *recipient, const wch
     message.lpFiles = &file;
 
     ULONG result = sendMail(0, reinterpret_cast<ULONG_PTR>(parent), &message, MAPI_LOGON_UI | MAPI_DIALOG, 0);
-    if (library)
-        FreeLibrary(library);
+    library.reset();
     // A cancelled compose or a failed log-on counts as handed over: the user saw the client.
     return (result == SUCCESS_SUCCESS || result == MAPI_USER_ABORT || result == MAPI_E_LOGIN_FAILURE) ? 1 : 0;
 }

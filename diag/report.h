@@ -1,10 +1,9 @@
-// Debug report: the system-information header, and the trace mailed through Simple MAPI.
+// Debug report: the trace mailed through Simple MAPI.
 #pragma once
 #include <windows.h>
 
 extern const wchar_t kReportSubject[];  // "TLPDF Debug Report"
 
-HGLOBAL dbg_BuildSystemInfo();
 void dbg_SendDebugReport();
 int mapi_SendMailWithAttachment(HWND parent, const wchar_t *recipient, const wchar_t *subject,
                                 const wchar_t *attachment);

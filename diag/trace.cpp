@@ -4,13 +4,16 @@
 #include <cstdlib>
 #include <cwchar>
 #include "detect/locations.h"
-#include "diag/report.h"
+#include "detect/printers.h"
+#include "support/dt.h"
+#include "support/err.h"
+#include "support/fl.h"
 #include "support/mem.h"
-#include "support/msg.h"
 #include "support/path.h"
 #include "support/res.h"
 #include "support/str.h"
-#include "support/txf.h"
+#include "support/sys.h"
+#include "support/txt.h"
 
 const wchar_t kTraceFileName[] = L"~tlpdf_dbg.txt";
 
@@ -118,6 +121,34 @@ void dbg_Indent() { g_traceDepth++; }
 void dbg_Unindent() { g_traceDepth--; }
 
 int dbg_GetDepth() { return g_traceDepth; }
+
+HGLOBAL dbg_BuildSystemInfo()
+{
+    wchar_t line[256];
+    HGLOBAL block = txtGAppend(nullptr, L"==System Info=======\r\n");
+    dt_FormatNow(line, 100);
+    block = txtGAppend(block, line);
+    block = txtGAppend(block, L"\r\n");
+    block = txtGAppend(block, L"====================\r\n");
+    // The bitness word says whether this process runs under WOW64, as it always has.
+    _snwprintf(line, 256, L"[Windows Version]: %d %s\r\n", sysVersionCode(),
+               sysIsWow64() ? L"(64-bit)" : L"(32-bit)");
+    line[255] = L'\0';
+    block = txtGAppend(block, line);
+    block = txtGAppend(block, L"====================\r\n");
+    block = txtGAppend(block, L"The installed Tessaloom PDF Driver List:\r\n");
+    int count = 0;
+    HGLOBAL printers = gs2_GetDriverPrinterList(L'\n', &count);
+    {
+        MemLock<wchar_t> names(printers);
+        if (names && names.get()[0])
+            block = txtGAppend(block, names.get());
+    }
+    memGFree(printers);
+    block = txtGAppend(block, L"\r\n");
+    block = txtGAppend(block, L"====================\r\n");
+    return block;
+}
 
 void dbg_StartTrace()
 {

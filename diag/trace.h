@@ -19,4 +19,6 @@ void dbg_WriteBlankLine();
 void dbg_Indent();
 void dbg_Unindent();
 int dbg_GetDepth();
+// The system-information header that starts every trace.
+HGLOBAL dbg_BuildSystemInfo();
 void dbg_StartTrace();

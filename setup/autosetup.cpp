@@ -11,6 +11,7 @@
 #include "setup/printui.h"
 #include "setup/rspfile.h"
 #include "setup/spooler.h"
+#include "support/appstate.h"
 #include "support/msg.h"
 #include "support/path.h"
 #include "support/prog.h"
@@ -33,6 +34,8 @@ const wchar_t kSecondPrinterName[] = L"TLPDF";
 const wchar_t kSecondPortName[] = L"TLPDF:";
 
 wchar_t g_currentDriver[kNameChars + 1];
+wchar_t g_chosenDriver[kNameChars + 1];  // chosen during the command g_chosenIn
+unsigned g_chosenIn;
 SetupOutcome g_outcome = SETUP_DONE;
 
 // A setup refused before anything was changed: the reason in a box and in the trace.
@@ -72,8 +75,13 @@ int gs2_ReadCustomisedDriver(const wchar_t *path, wchar_t *out)
     return out[0] ? 1 : 0;
 }
 
+// The customisation file is read once per command; outside one, on every call.
 void gs2_ChooseDriverName(wchar_t *out)
 {
+    if (appCommandSerial() && appCommandSerial() == g_chosenIn) {
+        strCopyN(out, g_chosenDriver, kNameChars - 1);
+        return;
+    }
     const wchar_t *driver = kDriverOlder;
     if (sysIsWin8OrLater())
         driver = kDriverWin8;
@@ -89,6 +97,8 @@ void gs2_ChooseDriverName(wchar_t *out)
         gs2_ReadCustomisedDriver(path, customised))
         driver = customised;
     strCopyN(out, driver, kNameChars - 1);
+    strCopyN(g_chosenDriver, out, kNameChars);
+    g_chosenIn = appCommandSerial();
 }
 
 void gs2_SetPdfPrinterName(const wchar_t *driver, wchar_t *out)

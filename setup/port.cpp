@@ -5,8 +5,8 @@
 #include "diag/trace.h"
 #include "setup/spooler.h"
 #include "support/appstate.h"
+#include "support/err.h"
 #include "support/handles.h"
-#include "support/msg.h"
 #include "support/path.h"
 
 const wchar_t kPortsKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected Port\\Ports";

@@ -24,6 +24,24 @@ void appSetLookOnly(int on) { g_lookOnly = on; }
 
 int appIsLookOnly() { return g_lookOnly; }
 
+static unsigned g_commandSerial;
+static unsigned g_commandsRun;
+static int g_commandDepth;
+
+AppCommand::AppCommand()
+{
+    if (g_commandDepth++ == 0)
+        g_commandSerial = ++g_commandsRun;
+}
+
+AppCommand::~AppCommand()
+{
+    if (--g_commandDepth == 0)
+        g_commandSerial = 0;
+}
+
+unsigned appCommandSerial() { return g_commandSerial; }
+
 static AppIdentity g_identity;
 
 void appStoreIdentity(const AppIdentity &identity) { g_identity = identity; }

@@ -16,6 +16,18 @@ int appIsWindowless();
 void appSetLookOnly(int on);
 int appIsLookOnly();
 
+// One command (a button of the window, an unattended action) runs while an AppCommand lives.
+// What cannot change meanwhile (the Documents folder, the customisation file) is looked up once
+// per command, kept under the command's serial; outside a command the serial is 0.
+class AppCommand {
+public:
+    AppCommand();
+    ~AppCommand();
+    AppCommand(const AppCommand &) = delete;
+    AppCommand &operator=(const AppCommand &) = delete;
+};
+unsigned appCommandSerial();
+
 // The application's identity, fixed once at start-up; it names the settings key.
 struct AppIdentity {
     wchar_t company[64];

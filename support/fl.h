@@ -1,6 +1,9 @@
-// Creating and opening files for writing, and the warning shown when that fails.
+// Writing files: creating and opening them, the warning shown when that fails, and UTF-16LE text
+// with a byte order mark.
 #pragma once
 #include <windows.h>
+
+#include "support/handles.h"
 
 // Kinds of file failure that the writers report (others are reserved by the string table).
 enum FlErrorKind {
@@ -10,6 +13,14 @@ enum FlErrorKind {
     FL_KIND_CREATE_READONLY = 24,
 };
 
-HANDLE flCreate(const wchar_t *path);
-HANDLE flOpenAlways(const wchar_t *path);
+// The owners hold no handle on failure.
+ScopedHandle flCreate(const wchar_t *path);
+ScopedHandle flOpenAlways(const wchar_t *path);
 int flReportError(HWND owner, const wchar_t *path, int kind);
+
+ScopedHandle txfCreate(const wchar_t *path);
+ScopedHandle txfOpenAppend(const wchar_t *path);
+DWORD txfWrite(HANDLE file, const wchar_t *text);
+int txfSave(const wchar_t *path, const wchar_t *text, int lineEnd);
+int txfSaveText(const wchar_t *path, const wchar_t *text);
+int txfAppend(const wchar_t *path, const wchar_t *text, int lineEnd, int create);

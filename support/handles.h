@@ -9,6 +9,13 @@ public:
     ~ScopedWin() { reset(); }
     ScopedWin(const ScopedWin &) = delete;
     ScopedWin &operator=(const ScopedWin &) = delete;
+    // Moved, so that a function can hand its caller the owner instead of a bare handle.
+    ScopedWin(ScopedWin &&other) noexcept : handle_(other.release()) {}
+    ScopedWin &operator=(ScopedWin &&other) noexcept
+    {
+        reset(other.release());
+        return *this;
+    }
     H get() const { return handle_; }
     H *out()
     {

@@ -3,6 +3,7 @@
 #include <cwchar>
 #include "support/mem.h"
 #include "support/str.h"
+#include "support/txt.h"
 
 namespace {
 

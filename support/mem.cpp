@@ -1,20 +1,21 @@
-// Movable global memory blocks that only grow, block arrays and text blocks built on them.
+// Movable global memory blocks that only grow, and block arrays built on them.
 #include "support/mem.h"
 
 #include <cwchar>
 #include <cstring>
 
-#include "res/resource.h"
-#include "support/msg.h"
+static MemFailureHook g_failureHook;
 
-// The message id has no string-table text, so the box stays silent; the call is kept so that the
-// failure still passes through the one reporting path.
+void memSetFailureHook(MemFailureHook hook) { g_failureHook = hook; }
+
 static void memReportFailure(const wchar_t *call, SIZE_T size)
 {
+    if (!g_failureHook)
+        return;
     wchar_t text[96];
     swprintf(text, sizeof text / sizeof text[0], L"[memGAlloc] call to %ls failed. N = %d]", call,
              static_cast<int>(size));
-    msgErrorBoxIdText(nullptr, IDS_MEMGALLOC_FAILED, text);
+    g_failureHook(text);
 }
 
 HGLOBAL memGAlloc(HGLOBAL block, SIZE_T size)
@@ -114,45 +115,4 @@ void memGFree(HGLOBAL block)
 {
     if (block)
         GlobalFree(block);
-}
-
-HGLOBAL txtGNew(const wchar_t *text)
-{
-    if (!text || !*text)
-        return nullptr;
-    SIZE_T bytes = (wcslen(text) + 1) * sizeof(wchar_t);
-    HGLOBAL block = memGAlloc(nullptr, bytes);
-    if (!block)
-        return nullptr;
-    MemLock<wchar_t> lock(block);
-    if (!lock) {
-        memGFree(block);
-        return nullptr;
-    }
-    memcpy(lock.get(), text, bytes);
-    return block;
-}
-
-HGLOBAL txtGAppend(HGLOBAL block, const wchar_t *text)
-{
-    if (!text || !*text)
-        return block;
-    if (!block)
-        return txtGNew(text);
-    SIZE_T length;
-    {
-        MemLock<wchar_t> lock(block);
-        if (!lock)
-            return block;
-        // Bounded: a block that lost its terminator must not be read past its end.
-        length = wcsnlen(lock.get(), GlobalSize(block) / sizeof(wchar_t));
-    }
-    SIZE_T added = wcslen(text) + 1;
-    HGLOBAL grown = memGAlloc(block, (length + added) * sizeof(wchar_t));
-    if (!grown)
-        return block;
-    MemLock<wchar_t> lock(grown);
-    if (lock)
-        memcpy(lock.get() + length, text, added * sizeof(wchar_t));
-    return grown;
 }

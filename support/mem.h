@@ -1,4 +1,4 @@
-// Movable global memory blocks, block arrays and text blocks.
+// Movable global memory blocks and block arrays.
 #pragma once
 #include <windows.h>
 
@@ -10,8 +10,9 @@ int memGArrayPop(HGLOBAL *block, int *count, void *destination, SIZE_T elementSi
 SIZE_T memGSize(HGLOBAL block);
 void memGFree(HGLOBAL block);
 
-HGLOBAL txtGNew(const wchar_t *text);
-HGLOBAL txtGAppend(HGLOBAL block, const wchar_t *text);
+// Where a failed allocation is reported; the shell installs the message layer's report.
+typedef void (*MemFailureHook)(const wchar_t *text);
+void memSetFailureHook(MemFailureHook hook);
 
 // Locks a block for the lifetime of the object; unlocks on scope exit.
 template <typename T> class MemLock {

@@ -1,6 +1,5 @@
 // Message boxes centred over the frame window, with captions from the string table.
 #include "support/msg.h"
-#include <commdlg.h>
 #include <cwchar>
 #include "res/resource.h"
 #include "support/appstate.h"
@@ -9,6 +8,7 @@
 #include "support/rect.h"
 #include "support/res.h"
 #include "support/str.h"
+#include "support/txt.h"
 
 namespace {
 
@@ -246,40 +246,7 @@ int msgErrorBox2(HWND owner, const wchar_t *first, const wchar_t *second)
     return result;
 }
 
-void errFormatSystemMessage(DWORD code, wchar_t *buffer, int capacity)
-{
-    if (!buffer || capacity <= 0)
-        return;
-    buffer[0] = L'\0';
-    wchar_t *system = nullptr;
-    DWORD n = FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
-                                 FORMAT_MESSAGE_IGNORE_INSERTS,
-                             nullptr, code, MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
-                             reinterpret_cast<wchar_t *>(&system), 0, nullptr);
-    if (n && system)
-        strCopyN(buffer, system, capacity - 1);
-    if (system)
-        LocalFree(system);
-}
-
-void dlgReportCommDlgError(HWND owner, const wchar_t *first)
-{
-    static const struct {
-        DWORD code;
-        const wchar_t *word;
-    } kWords[] = {
-        {CDERR_INITIALIZATION, L"Initialization error."},
-        {FNERR_SUBCLASSFAILURE, L"SDK failure."},
-        {FNERR_INVALIDFILENAME, L"Invalid file name."},
-        {FNERR_BUFFERTOOSMALL, L"Buffer too small."},
-    };
-    DWORD code = CommDlgExtendedError();
-    for (const auto &w : kWords)
-        if (w.code == code) {
-            msgErrorBox2(owner, first, w.word);
-            return;
-        }
-}
+void msgReportMemFailure(const wchar_t *text) { msgErrorBoxIdText(nullptr, IDS_MEMGALLOC_FAILED, text); }
 
 int msgPendingCount() { return g_pendingCount; }
 

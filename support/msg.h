@@ -18,9 +18,9 @@ int msgMessageBoxId(HWND owner, UINT id, UINT flags);
 int msgErrorBoxIdText(HWND owner, UINT id, const wchar_t *extra);
 int msgMessageBoxIdText(HWND owner, UINT id, const wchar_t *extra, UINT flags);
 int msgErrorBox2(HWND owner, const wchar_t *first, const wchar_t *second);
-
-void errFormatSystemMessage(DWORD code, wchar_t *buffer, int capacity);
-void dlgReportCommDlgError(HWND owner, const wchar_t *first);
+// Installed as the memory layer's failure hook. The id has no text, so the box stays silent;
+// the failure still passes through the one reporting path.
+void msgReportMemFailure(const wchar_t *text);
 
 // Where a box would stand: centred on the reference, then pulled into the work area.
 void msgPlaceBox(RECT *box, const RECT *reference, const RECT *workArea);

@@ -1,15 +1,23 @@
-// Paths in 256-character fields: joining, normalising, splitting, extensions and filter patterns.
+// Paths in 256-character fields: joining, normalising, splitting, extensions and filter patterns;
+// web addresses, which the join folds like paths.
 #include "support/path.h"
 #include <cwchar>
+#include "support/handles.h"
 #include "support/str.h"
 #include "support/sys.h"
-#include "support/url.h"
 
 namespace {
 
 // Room for a path field plus a name field and a separator, so a join is composed before it is
 // measured against the destination; inputs longer than this fail the length test anyway.
 const int kWorkChars = 1023;
+
+void replaceChar(wchar_t *text, wchar_t from, wchar_t to)
+{
+    for (; *text; ++text)
+        if (*text == from)
+            *text = to;
+}
 
 bool isSeparator(wchar_t ch) { return ch == L'\\' || ch == L'/'; }
 
@@ -77,10 +85,8 @@ void collapseDoubled(wchar_t *work, wchar_t sep)
 bool findAttributes(const wchar_t *path, DWORD *attributes)
 {
     WIN32_FIND_DATAW data;
-    HANDLE find = FindFirstFileW(path, &data);
-    if (find == INVALID_HANDLE_VALUE)
+    if (!ScopedFind(FindFirstFileW(path, &data)))
         return false;
-    FindClose(find);
     *attributes = data.dwFileAttributes;
     return true;
 }
@@ -329,4 +335,57 @@ int pathDeleteFile(const wchar_t *path)
         return 1;
     DWORD error = GetLastError();
     return (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) ? 1 : 0;
+}
+
+int IsUrl(const wchar_t *text)
+{
+    int length;
+    return GetUrlPrefixLength(text, &length);
+}
+
+int GetUrlPrefixLength(const wchar_t *text, int *length)
+{
+    static const wchar_t *const kPrefixes[] = {L"http://", L"https://"};
+    int found = 0;
+    if (text)
+        for (const wchar_t *prefix : kPrefixes) {
+            int n = static_cast<int>(wcslen(prefix));
+            if (_wcsnicmp(text, prefix, n) == 0) {
+                found = n;
+                break;
+            }
+        }
+    if (length)
+        *length = found;
+    return found ? 1 : 0;
+}
+
+// The address is dressed up as a file path under "c:\" so that the path join folds "..", "."
+// and doubled separators, then turned back. `out` holds PATH_CHARS characters and the terminator;
+// it may be the base or the relative part. The whole result is lower-cased, path included: the
+// program has always handed out its addresses that way.
+int JoinUrl(wchar_t *out, const wchar_t *base, const wchar_t *relative)
+{
+    int prefix = 0;
+    if (!out || !GetUrlPrefixLength(base, &prefix))
+        return 0;
+    wchar_t directory[kWorkChars + 1], name[kWorkChars + 1], joined[PATH_BUFFER];
+    _snwprintf(directory, kWorkChars, L"c:\\%s", base + prefix);
+    directory[kWorkChars] = L'\0';
+    replaceChar(directory, L'/', L'\\');
+    strCopyN(name, relative, kWorkChars);
+    replaceChar(name, L'/', L'\\');
+    if (!pathJoin(joined, directory, name))
+        return 0;
+    wchar_t *rest = wcschr(joined, L'\\');
+    if (!rest)
+        return 0;
+    ++rest;
+    replaceChar(rest, L'\\', L'/');
+    wchar_t result[2 * PATH_BUFFER];
+    wchar_t *end = strCopyN(result, prefix == 7 ? L"http://" : L"https://", 8);
+    strCopyN(end, rest, PATH_CHARS);
+    _wcslwr(result);
+    strCopyN(out, result, PATH_CHARS);
+    return 1;
 }

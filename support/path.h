@@ -1,4 +1,5 @@
-// Paths in 256-character fields: joining, normalising, splitting, extensions and filter patterns.
+// Paths in 256-character fields: joining, normalising, splitting, extensions and filter patterns;
+// web addresses, which the join folds like paths.
 #pragma once
 #include <windows.h>
 
@@ -28,3 +29,7 @@ int pathNativeSystemFolder(wchar_t *out);  // Sysnative under WOW64, else the sy
 int pathFileExists(const wchar_t *path);
 int pathIsDirectory(const wchar_t *path);
 int pathDeleteFile(const wchar_t *path);
+
+int IsUrl(const wchar_t *text);
+int GetUrlPrefixLength(const wchar_t *text, int *length);
+int JoinUrl(wchar_t *out, const wchar_t *base, const wchar_t *relative);

@@ -78,6 +78,26 @@ UINT_PTR CALLBACK typeChangeHook(HWND hookDialog, UINT message, WPARAM, LPARAM l
     return static_cast<UINT_PTR>(followTypeChange(GetParent(hookDialog), notify->lpOFN));
 }
 
+// Shows a box only for the four common-dialog errors it knows.
+void reportCommDlgError(HWND owner, const wchar_t *first)
+{
+    static const struct {
+        DWORD code;
+        const wchar_t *word;
+    } kWords[] = {
+        {CDERR_INITIALIZATION, L"Initialization error."},
+        {FNERR_SUBCLASSFAILURE, L"SDK failure."},
+        {FNERR_INVALIDFILENAME, L"Invalid file name."},
+        {FNERR_BUFFERTOOSMALL, L"Buffer too small."},
+    };
+    DWORD code = CommDlgExtendedError();
+    for (const auto &w : kWords)
+        if (w.code == code) {
+            msgErrorBox2(owner, first, w.word);
+            return;
+        }
+}
+
 }  // namespace
 
 // `path` is a field of PATH_CHARS characters: it may come in as a folder to start in, or as a
@@ -127,7 +147,7 @@ int fniGetSaveFN32A(HWND owner, const wchar_t *caption, wchar_t *path, const wch
         return 1;
     }
     // A plain cancel leaves no extended error, so this stays silent then.
-    dlgReportCommDlgError(owner, L"[fniGetSaveFN32A]");
+    reportCommDlgError(owner, L"[fniGetSaveFN32A]");
     return 0;
 }
 

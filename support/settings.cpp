@@ -6,6 +6,8 @@
 #include "support/handles.h"
 #include "support/mem.h"
 #include "support/rect.h"
+#include "support/sys.h"
+#include "support/txt.h"
 
 const wchar_t kSettingSetupDone[] = L"GSPDF_SETUP";
 const wchar_t kSettingMaxWait[] = L"GSPDF_MAXWAIT";
@@ -190,19 +192,6 @@ int setSaveWindowRect(const wchar_t *name, HWND window)
     if (!GetWindowRect(window, &rect) || !rectToText(text, &rect) || !text[0])
         return 0;
     return setWriteString(text, name);
-}
-
-DWORD sysGetCpuMhz()
-{
-    ScopedHKey key;
-    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"HARDWARE\\DESCRIPTION\\System\\CentralProcessor\\0", 0,
-                        const_cast<wchar_t *>(L""), 0, kMachineRead, nullptr, key.out(), nullptr) != ERROR_SUCCESS)
-        return 0;
-    DWORD mhz = 0, size = sizeof(mhz);
-    if (RegQueryValueExW(key.get(), L"~Mhz", nullptr, nullptr, reinterpret_cast<BYTE *>(&mhz), &size) !=
-        ERROR_SUCCESS)
-        return 0;
-    return mhz;
 }
 
 // Per-page allowance of the conversion module: slower processors get more time.

@@ -22,7 +22,6 @@ int setReadRect(const wchar_t *name, RECT *rect);
 int setRestoreWindowRect(const wchar_t *name, HWND window, int minWidth, int minHeight, int keepCurrentSize);
 int setSaveWindowRect(const wchar_t *name, HWND window);
 
-DWORD sysGetCpuMhz();
 DWORD setMaxWaitForMhz(DWORD mhz);
 DWORD setGetMaxWait();
 void setInitMaxWait();

@@ -1,6 +1,7 @@
 // The machine-wide lock that a setup, an uninstall or the setup button holds while it changes
 // the machine, so that a deployment tool and a person never set up or remove at the same time.
 #include "support/setuplock.h"
+#include "support/handles.h"
 #include "support/process.h"
 
 // In the Global namespace so that an action run by a deployment tool in another session (as
@@ -14,15 +15,15 @@ static DWORD g_testWaitMs;
 LockResult lockTakeSetup(HWND owner, DWORD waitMs, HANDLE *lock)
 {
     *lock = nullptr;
-    HANDLE mutex = CreateMutexW(nullptr, FALSE, kSetupLockName);
+    ScopedHandle mutex(CreateMutexW(nullptr, FALSE, kSetupLockName));
     if (!mutex)
         return LOCK_FAILED;
-    DWORD result = owner ? procWaitServingMessages(owner, mutex, waitMs) : WaitForSingleObject(mutex, waitMs);
+    DWORD result = owner ? procWaitServingMessages(owner, mutex.get(), waitMs)
+                         : WaitForSingleObject(mutex.get(), waitMs);
     if (result == WAIT_OBJECT_0 || result == WAIT_ABANDONED) {
-        *lock = mutex;
+        *lock = mutex.release();
         return LOCK_TAKEN;
     }
-    CloseHandle(mutex);
     return result == WAIT_TIMEOUT ? LOCK_BUSY : LOCK_FAILED;
 }
 

@@ -235,3 +235,16 @@ int strEqualsFoldAZ(const wchar_t *a, const wchar_t *b)
             return 0;
     return *a == *b ? 1 : 0;
 }
+
+// Only the characters are checked, so a lone sign passes as well.
+int IsIntegerText(const wchar_t *text)
+{
+    if (!text || !*text || wcschr(text, L' '))
+        return 0;
+    if (*text == L'+' || *text == L'-')
+        ++text;
+    for (; *text; ++text)
+        if (*text < L'0' || *text > L'9')
+            return 0;
+    return 1;
+}

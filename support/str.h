@@ -27,3 +27,4 @@ int strSplitKeyValue(wchar_t *line, wchar_t separator, KeyValue *pair, int *blan
 int strListHas(const wchar_t *list, const wchar_t *word);
 // Equal when the texts differ at most in the case of the letters A to Z (no locale involved).
 int strEqualsFoldAZ(const wchar_t *a, const wchar_t *b);
+int IsIntegerText(const wchar_t *text);

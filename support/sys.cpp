@@ -1,6 +1,7 @@
-// Facts about the running system: Windows version, 64-bit and WOW64, administrator right.
+// Facts about the running system: Windows version, 64-bit and WOW64, administrator right, processor speed.
 #include "support/sys.h"
 #include <initializer_list>
+#include "support/handles.h"
 
 namespace {
 
@@ -122,8 +123,8 @@ int sysIsAdmin()
 
 int sysIsServiceAccount()
 {
-    HANDLE token = nullptr;
-    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token))
+    ScopedHandle token;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.out()))
         return 0;
     union {
         TOKEN_USER user;
@@ -131,11 +132,24 @@ int sysIsServiceAccount()
     } info;
     DWORD size = 0;
     int service = 0;
-    if (GetTokenInformation(token, TokenUser, &info, sizeof(info), &size))
+    if (GetTokenInformation(token.get(), TokenUser, &info, sizeof(info), &size))
         for (WELL_KNOWN_SID_TYPE type : {WinLocalSystemSid, WinLocalServiceSid, WinNetworkServiceSid})
             service |= IsWellKnownSid(info.user.User.Sid, type) ? 1 : 0;
-    CloseHandle(token);
     return service;
+}
+
+// The first processor's speed as the registry gives it, 0 when it does not.
+DWORD sysGetCpuMhz()
+{
+    ScopedHKey key;
+    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"HARDWARE\\DESCRIPTION\\System\\CentralProcessor\\0", 0,
+                        const_cast<wchar_t *>(L""), 0, KEY_READ, nullptr, key.out(), nullptr) != ERROR_SUCCESS)
+        return 0;
+    DWORD mhz = 0, size = sizeof(mhz);
+    if (RegQueryValueExW(key.get(), L"~Mhz", nullptr, nullptr, reinterpret_cast<BYTE *>(&mhz), &size) !=
+        ERROR_SUCCESS)
+        return 0;
+    return mhz;
 }
 
 void sysTestSetFacts(const SysFacts &facts, int isWow64)

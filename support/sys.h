@@ -1,4 +1,4 @@
-// Facts about the running system: Windows version, 64-bit and WOW64, administrator right.
+// Facts about the running system: Windows version, 64-bit and WOW64, administrator right, processor speed.
 #pragma once
 #include <windows.h>
 
@@ -24,6 +24,7 @@ int sysIsWin8OrLater();
 int sysIsAdmin();
 // LocalSystem, LocalService or NetworkService: accounts whose Documents folder no person uses.
 int sysIsServiceAccount();
+DWORD sysGetCpuMhz();
 
 // Test seams: fix the cached facts (and the WOW64 and administrator answers) so the
 // other branches can be exercised on this machine; sysTestReset returns to the real ones.

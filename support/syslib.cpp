@@ -29,7 +29,7 @@ HMODULE g_spooler;
 HMODULE cached(HMODULE *module, const wchar_t *name)
 {
     if (!*module)
-        *module = sysLoadSystemLibrary(name);
+        *module = sysLoadSystemLibrary(name).release();
     return *module;
 }
 
@@ -70,24 +70,24 @@ int sysHardenDllSearch()
 
 // The library's own dependencies are then searched beside it (the system folder), not in the
 // program's folder.
-HMODULE sysLoadLibraryAt(const wchar_t *fullPath)
+ScopedModule sysLoadLibraryAt(const wchar_t *fullPath)
 {
     if (!pathIsAbsolute(fullPath)) {
         SetLastError(ERROR_INVALID_PARAMETER);
-        return nullptr;
+        return ScopedModule();
     }
     DWORD flags = g_searchSystem32 ? LOAD_LIBRARY_SEARCH_SYSTEM32 : LOAD_WITH_ALTERED_SEARCH_PATH;
-    return LoadLibraryExW(fullPath, nullptr, flags);
+    return ScopedModule(LoadLibraryExW(fullPath, nullptr, flags));
 }
 
 // By full path: a bare name could return a copy of the same name that is already loaded from
-// somewhere else. The caller frees the module.
-HMODULE sysLoadSystemLibrary(const wchar_t *name)
+// somewhere else.
+ScopedModule sysLoadSystemLibrary(const wchar_t *name)
 {
     wchar_t system[PATH_BUFFER], path[PATH_BUFFER];
     if (!pathSystemFolder(system) || !pathJoinWhole(path, system, name)) {
         SetLastError(ERROR_MOD_NOT_FOUND);
-        return nullptr;
+        return ScopedModule();
     }
     return sysLoadLibraryAt(path);
 }

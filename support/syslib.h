@@ -3,9 +3,11 @@
 #include <windows.h>
 #include <winspool.h>
 
+#include "support/handles.h"
+
 int sysHardenDllSearch();
-HMODULE sysLoadLibraryAt(const wchar_t *fullPath);
-HMODULE sysLoadSystemLibrary(const wchar_t *name);
+ScopedModule sysLoadLibraryAt(const wchar_t *fullPath);
+ScopedModule sysLoadSystemLibrary(const wchar_t *name);
 
 // The process's copies of version.dll and winspool.drv (loaded once, never freed); null when
 // they could not be loaded from the system folder.

@@ -1,11 +1,10 @@
-// Text files: encoding detection, line reading, key=value lookup and the UTF-16LE writer.
+// Reading text files: encoding detection, line reading and key=value lookup.
 #include "support/txf.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
 
-#include "support/fl.h"
 #include "support/str.h"
 
 namespace {
@@ -22,7 +21,6 @@ const ByteOrderMark kMarks[] = {
     {{0xFF, 0xFE}, 2, TXF_UTF16LE},
 };
 
-const BYTE kMarkLE[] = {0xFF, 0xFE};
 const DWORD kSampleBytes = 32;
 
 bool g_ansiAsUtf8;
@@ -421,72 +419,4 @@ int txfGetValue(const wchar_t *path, const wchar_t *key, wchar_t *destination, i
         }
     }
     return 0;
-}
-
-namespace {
-
-bool txfWriteBytes(HANDLE file, const void *bytes, DWORD count)
-{
-    DWORD written = 0;
-    return WriteFile(file, bytes, count, &written, nullptr) && written == count;
-}
-
-}  // namespace
-
-HANDLE txfCreate(const wchar_t *path)
-{
-    ScopedHandle file(flCreate(path));
-    if (!file || !txfWriteBytes(file.get(), kMarkLE, sizeof kMarkLE))
-        return nullptr;
-    return file.release();
-}
-
-// The mark is written over the first two bytes even of an existing file, which repairs a
-// file whose mark was lost; the handle is left at the end, ready to append.
-HANDLE txfOpenAppend(const wchar_t *path)
-{
-    ScopedHandle file(flOpenAlways(path));
-    LARGE_INTEGER zero = {};
-    if (!file || !SetFilePointerEx(file.get(), zero, nullptr, FILE_BEGIN) ||
-        !txfWriteBytes(file.get(), kMarkLE, sizeof kMarkLE) ||
-        !SetFilePointerEx(file.get(), zero, nullptr, FILE_END))
-        return nullptr;
-    return file.release();
-}
-
-DWORD txfWrite(HANDLE file, const wchar_t *text)
-{
-    DWORD bytes = static_cast<DWORD>(strBytes(text));
-    DWORD written = 0;
-    if (!file || file == INVALID_HANDLE_VALUE || bytes == 0 || !WriteFile(file, text, bytes, &written, nullptr))
-        return 0;
-    return written;
-}
-
-int txfSave(const wchar_t *path, const wchar_t *text, int lineEnd)
-{
-    ScopedHandle file(txfCreate(path));
-    if (!file)
-        return 0;
-    DWORD written = txfWrite(file.get(), text);
-    if (lineEnd)
-        txfWrite(file.get(), L"\r\n");
-    return written == static_cast<DWORD>(strBytes(text)) ? 1 : 0;
-}
-
-int txfSaveText(const wchar_t *path, const wchar_t *text) { return txfSave(path, text, 0); }
-
-int txfAppend(const wchar_t *path, const wchar_t *text, int lineEnd, int create)
-{
-    if (!path)
-        return 0;
-    if (GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES)
-        return create ? txfSave(path, text, lineEnd) : 0;
-    ScopedHandle file(txfOpenAppend(path));
-    if (!file)
-        return 0;
-    DWORD written = txfWrite(file.get(), text);
-    if (written > 0 && lineEnd)
-        txfWrite(file.get(), L"\r\n");
-    return written > 0 ? 1 : 0;
 }

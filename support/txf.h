@@ -1,5 +1,5 @@
-// Text files: reading lines of ANSI, UTF-8 and UTF-16 files, key=value lookup, and
-// writing UTF-16LE files with a byte order mark.
+// Reading text files: lines of ANSI, UTF-8 and UTF-16 files, and key=value lookup. The writer
+// is in support/fl.h.
 #pragma once
 #include <windows.h>
 
@@ -46,14 +46,6 @@ void txfClose(TextReader *reader);
 
 // The destination holds capacity + 1 characters.
 int txfGetValue(const wchar_t *path, const wchar_t *key, wchar_t *destination, int capacity);
-
-// Handles are null on failure; the caller closes them.
-HANDLE txfCreate(const wchar_t *path);
-HANDLE txfOpenAppend(const wchar_t *path);
-DWORD txfWrite(HANDLE file, const wchar_t *text);
-int txfSave(const wchar_t *path, const wchar_t *text, int lineEnd);
-int txfSaveText(const wchar_t *path, const wchar_t *text);
-int txfAppend(const wchar_t *path, const wchar_t *text, int lineEnd, int create);
 
 // Process-wide: read mark-less files with double-byte lead bytes as UTF-8. Off in this program.
 void txfSetAnsiAsUtf8(int on);

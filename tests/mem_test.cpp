@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "support/mem.h"
+#include "support/txt.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 #include "support/path.h"
-#include "support/url.h"
+#include "support/str.h"
 #include "tests/common/testkit.h"
 
 namespace {

@@ -5,6 +5,7 @@
 #include "support/mem.h"
 #include "support/rect.h"
 #include "support/settings.h"
+#include "support/sys.h"
 #include "tests/common/testkit.h"
 
 namespace {

@@ -23,6 +23,7 @@
 #include "support/res.h"
 #include "support/settings.h"
 #include "support/sys.h"
+#include "support/ver.h"
 #include "tests/common/testkit.h"
 
 namespace {
