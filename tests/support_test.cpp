@@ -1,0 +1,242 @@
+// The support layer: paths, rectangles, settings, processes and system facts, the progress box.
+#include <gtest/gtest.h>
+#include <windows.h>
+#include <climits>
+#include <random>
+#include <string>
+#include <vector>
+#include "res/resource.h"
+#include "support/appstate.h"
+#include "support/dlg.h"
+#include "support/path.h"
+#include "support/process.h"
+#include "support/prog.h"
+#include "support/rect.h"
+#include "support/settings.h"
+#include "support/sys.h"
+#include "support/str.h"
+#include "tests/common/testkit.h"
+
+namespace {
+
+// A caller's field of `size` characters holding `text`, with four guard characters after it.
+struct Field {
+    explicit Field(const std::wstring &t = L"", size_t n = PATH_BUFFER) : chars(n + 4, 0xbdbd), end(n) { wcscpy(&chars[0], t.c_str()); }
+    std::wstring str() const { return chars.data(); }
+    bool intact() const { return std::count(chars.begin() + end, chars.end(), 0xbdbd) == 4; }
+    std::vector<wchar_t> chars;
+    size_t end;
+};
+
+std::string show(const std::wstring &s) { return testing::PrintToString(s); }
+std::string show(const RECT &r) { return testing::PrintToString(std::vector<LONG>{r.left, r.top, r.right, r.bottom}); }
+
+}  // namespace
+
+TEST(SupportPaths, NormalizeAndJoinStayInTheFieldAndTheDiskIsProbedExactly)
+{
+    const struct { const wchar_t *in, *out; } rows[] = {
+        {L"  c:\\a\\\\b\\..\\c  ", L"c:\\a\\c"}, {L"c:/a/b/../c//d", L"c:/a/c/d"}, {L"\\\\server\\..\\x", L"\\\\server\\..\\x"},
+        {L"HTTPS://host//a/../b", L"HTTPS://host//b"}, {L"c:\\a\\..\\..\\x", L"c:\\x"},  // "//" stays; no climbing past a root
+        {L"\\..\\a\\b\\..\\c", L"\\..\\a\\b\\..\\c"},  // a step up at the start stops the folding
+    };
+    for (const auto &row : rows) {
+        Field path(row.in, wcslen(row.in) + 1);
+        EXPECT_EQ(row.out, (pathNormalize(&path.chars[0]), path.str())) << show(row.in);
+    }
+    const wchar_t alphabet[] = L"\\\\//..:: ahtpc";
+    std::mt19937 random(20240611);
+    std::uniform_int_distribution<size_t> length(0, 40), pick(0, wcslen(alphabet) - 1);
+    for (int i = 0; i < 4000; ++i) {
+        std::wstring input;
+        for (size_t n = length(random); n > 0; --n)
+            input += alphabet[pick(random)];
+        Field normal(input, input.size() + 1), joined;
+        pathNormalize(&normal.chars[0]);
+        pathJoin(&joined.chars[0], input.c_str(), input.c_str());
+        ASSERT_TRUE(normal.intact() && normal.str().size() <= input.size() && joined.intact()) << show(input);
+    }
+    const struct { const wchar_t *dir, *name, *out; } joins[] = {
+        {L"c:\\dir  ", L"sub\\..\\f.txt  ", L"c:\\dir\\f.txt"}, {L"c:\\dir", L"\\\\srv\\a\\..\\b ", L"\\\\srv\\a\\..\\b"},
+        {L"", L"f.txt", L"f.txt"}, {L"HTTPS://Example.COM/Docs/Page.HTML", L"..//x.htm", L"https://example.com/docs/x.htm"},
+    };
+    for (const auto &row : joins) {
+        Field out;
+        EXPECT_EQ(1, pathJoin(&out.chars[0], row.dir, row.name)) << show(row.dir) << show(row.name);
+        EXPECT_EQ(row.out, out.str()) << show(row.dir) << show(row.name);
+    }
+    // {separator missing, name length, result}: with a directory of 104 characters the parts may add up to 256.
+    for (auto row : {std::vector<int>{0, 152, 1}, {0, 153, 0}, {1, 153, 1}, {1, 154, 0}}) {
+        std::wstring dir = L"c:\\" + std::wstring(100, L'd') + (row[0] ? L"" : L"\\"), name(row[1], L'n');
+        Field out(L"untouched");
+        EXPECT_EQ(row[2], pathJoin(&out.chars[0], dir.c_str(), name.c_str())) << row[1];
+        EXPECT_EQ(row[2] ? (dir + (row[0] ? L"\\" : L"") + name).substr(0, PATH_CHARS) : L"untouched",
+                  out.intact() ? out.str() : L"overrun");
+    }
+    Field fits(std::wstring(252, L'x')), over(std::wstring(253, L'x'));  // ".txt" fits after 252 characters, not after 253
+    EXPECT_TRUE(pathSetExt(&fits.chars[0], L"txt") && fits.str() == std::wstring(252, L'x') + L".txt" && fits.intact());
+    EXPECT_TRUE(!pathSetExt(&over.chars[0], L"txt") && over.str().size() == 253);
+    const wchar_t filter[] = L"Text (*.txt)\0*.txt\0Documents\0*.pdf;*.ps *.eps\0All files (*.*)\0*.*\0";  // a save dialog's
+    EXPECT_EQ((std::vector<int>{1, 2, 2, 3, 0}), (std::vector<int>{filterIndexOf(filter, L".txt"), filterIndexOf(filter, L"a.pdf"),
+                 filterIndexOf(filter, L"eps"), filterIndexOf(filter, L"*"), filterIndexOf(filter, L"TXT")}));
+    std::wstring dir = testkit::tempDir(L"path"), file = dir + L"\\present.txt", missing = dir + L"\\gone\\x.txt";
+    ASSERT_TRUE(testkit::writeFile(file, "x"));
+    for (auto row : {std::make_pair(dir, 10), {dir + L"\\", 10}, {dir + L"\\*", 0}, {file, 1}, {dir + L"\\*.txt", 0}, {missing, 0}})
+        EXPECT_EQ(row.second, pathIsDirectory(row.first.c_str()) * 10 + pathFileExists(row.first.c_str())) << show(row.first);
+    // A file already gone, or whose folder is, counts as deleted; a folder is no file to delete.
+    EXPECT_EQ((std::vector<int>{0, 1, 0, 1, 1}), (std::vector<int>{pathDeleteFile(dir.c_str()), pathDeleteFile(file.c_str()),
+                 pathFileExists(file.c_str()), pathDeleteFile(file.c_str()), pathDeleteFile(missing.c_str())}));
+}
+
+TEST(SupportRects, TextFormsContainmentCentringAndPullingIn)
+{
+    const RECT zero = {0, 0, 0, 0}, garbage = {-5, -6, -7, -8}, widest = {INT_MIN, INT_MIN, INT_MAX, INT_MAX};
+    wchar_t text[65], empty[2] = L"x";
+    EXPECT_TRUE(rectToText(text, &widest) == 1 && rectToText(empty, &zero) == 0 && empty[0] == L'\0');  // an empty one has no text
+    EXPECT_STREQ(text, L"((-2147483648, -2147483648), (2147483647, 2147483647))");
+    // Seeded random texts are read or refused cleanly, and what was read survives a round trip.
+    std::mt19937 random(52);
+    std::uniform_int_distribution<LONG> anyLong(INT_MIN, INT_MAX);
+    std::uniform_int_distribution<int> coin(0, 1), lengthOf(0, 30);
+    const std::wstring alphabet = L"((((),,,,   --0123456789x";
+    std::uniform_int_distribution<size_t> charOf(0, alphabet.size() - 1);
+    for (int round = 0; round < 4000; ++round) {
+        RECT made = {anyLong(random), anyLong(random), anyLong(random), anyLong(random)}, r = garbage, back = garbage;
+        bool wellFormed = coin(random) != 0;
+        wchar_t line[128] = L"";
+        if (wellFormed)
+            swprintf(line, 128, coin(random) ? L"(( %ld,%ld),(  %ld,   %ld))" : L"  %ld,%ld,  %ld, %ld", made.left, made.top,
+                     made.right, made.bottom);
+        for (int n = wellFormed ? 0 : lengthOf(random); n > 0; --n)
+            wcsncat(line, &alphabet[charOf(random)], 1);
+        int result = rectFromText(line, &r);
+        ASSERT_TRUE(result == 1 ? !wellFormed || rectEqual(&r, &made) : !wellFormed && rectEqual(&r, &zero)) << show(line);
+        ASSERT_TRUE(!rectToText(text, &r) || (rectFromText(text, &back) && rectEqual(&back, &r))) << show(text);
+    }
+    const RECT outer = {0, 0, 100, 50}, small = {10, 10, 20, 20};
+    for (auto row : {std::make_pair(outer, 1), {small, 1}, {RECT{-1, 0, 100, 50}, 0}, {RECT{0, 0, 100, 51}, 0}})  // edges are inside
+        EXPECT_EQ(row.second, rectContains(&outer, &row.first)) << show(row.first);
+    const struct { RECT rect, area, after; bool pull; } moves[] = {  // centred on the area, or pulled into it
+        {{0, 0, 4, 4}, {-10, -10, 1, 1}, {-6, -6, -2, -2}, false},  // (-10 + 1 - 4) / 2 is -6 in C, not -7
+        {{950, 10, 1050, 60}, {0, 0, 1000, 700}, {900, 10, 1000, 60}, true}, {{-30, 680, 70, 730}, {0, 0, 1000, 700}, {0, 650, 100, 700}, true},
+        {{500, 500, 1800, 1500}, {0, 0, 1000, 700}, {0, 0, 1300, 1000}, true},  // too large: the left and top edges win
+    };
+    for (auto row : moves)
+        EXPECT_EQ(show(row.after), (row.pull ? rectPullInto(&row.rect, &row.area) : rectCentreOn(&row.rect, &row.area), show(row.rect)));
+}
+
+// The store's own round trip is the program's (data window, setup flag); here, what it meets in a
+// registry written behind its back, and the time allowance.
+TEST(SupportSettings, WrongTypesAndSizesReadAsAbsentAndWindowsAndAllowancesHaveTheirMinimums)
+{
+    appStoreIdentity(AppIdentity{L"Brindlecourt", L"TessaloomPDF", L"tlpdf", L"", 0, 0, 0});
+    testkit::deleteRegTree(HKEY_CURRENT_USER, L"Software\\Brindlecourt");
+    EXPECT_EQ(1, setWriteDword(L"number", 9));  // creates every level of the key
+    HKEY key = nullptr;
+    DWORD size = 0;
+    RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\Brindlecourt\\TessaloomPDF\\tlpdf", 0, KEY_ALL_ACCESS, &key);
+    RegSetValueExW(key, L"text", 0, REG_SZ, reinterpret_cast<const BYTE *>(L"1"), 4);
+    // No terminator after the data either, or the system would count one in.
+    RegSetValueExW(key, L"big", 0, REG_SZ, reinterpret_cast<const BYTE *>(std::wstring(300, L'z').data()), 512);
+    RegCloseKey(key);
+    int found = 7;
+    EXPECT_TRUE(setGetDwordEx(L"text", &found) == 0 && found == 0);
+    wchar_t text[257] = L"junk";
+    EXPECT_TRUE(setReadString(text, L"number", &(size = sizeof(text))) == 0 && text[0] == 0 && setGetDword(L"number") == 9);
+    text[256] = L'#';  // a string without terminator that fills the buffer is cut, not overrun
+    EXPECT_EQ(1, setReadString(text, L"big", &(size = 256 * sizeof(wchar_t))));
+    EXPECT_TRUE(wcslen(text) == 255 && text[256] == L'#' && size == 512) << size;
+    HWND w = CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 40, 50, 300, 160, nullptr, nullptr, nullptr, nullptr);
+    RECT r;  // a stored window rectangle is restored no smaller than the minimum
+    EXPECT_TRUE(setWriteString(L"((100, 100), (150, 120))", L"rect") && setRestoreWindowRect(L"rect", w, 200, 100, 0));
+    EXPECT_EQ(show(RECT{100, 100, 300, 200}), (GetWindowRect(w, &r), show(r)));
+    DestroyWindow(w);
+    for (auto row : {std::make_pair(0, 20000), {1, 67620000}, {1000, 67620}, {2253, 30013}, {2254, 20000}})
+        EXPECT_EQ(DWORD(row.second), setMaxWaitForMhz(row.first)) << row.first;
+    setInitMaxWait();  // a missing or 0 allowance is computed and stored, another one kept
+    EXPECT_EQ(setMaxWaitForMhz(sysGetCpuMhz()), setGetDword(L"GSPDF_MAXWAIT"));
+    setPutDword(L"GSPDF_MAXWAIT", 1234);
+    setInitMaxWait();
+    EXPECT_EQ(1234u, setGetMaxWait());
+}
+
+// Runs copies of this program that Wine shows as Windows XP and 10, which report what they see.
+TEST(SupportProcessAndSystem, RunnerWaitsPassesCommandAndFolderReportsFailuresAndVersionsAreClassified)
+{
+    std::wstring dir = testkit::tempDir(L"process"), missing = L"C:\\" + std::wstring(300, L'x');
+    for (const wchar_t *version : {L"winxp", L"win10"}) {
+        std::wstring name = L"support_" + std::wstring(version) + L".exe", key = L"Software\\Wine\\AppDefaults\\" + name;
+        ASSERT_TRUE(CopyFileW(testkit::selfPath().c_str(), testkit::binPath(name.c_str()).c_str(), FALSE));
+        RegSetKeyValueW(HKEY_CURRENT_USER, key.c_str(), L"Version", REG_SZ, version, (wcslen(version) + 1) * 2);
+    }
+    std::wstring command = L"runner --report-args report.txt \"say \\\"hi\\\"\" plain";
+    auto run = [&](std::wstring line, DWORD waitMs, const wchar_t *image) {
+        return RunImageAndWait(nullptr, image ? testkit::binPath(image).c_str() : nullptr, &line[0], SW_HIDE, waitMs, dir.c_str());
+    };
+    auto report = [&](const wchar_t *name) {
+        std::string bytes = testkit::readFile(dir + L"\\" + name);
+        return std::wstring(reinterpret_cast<const wchar_t *>(bytes.data()), bytes.size() / 2);
+    };
+    // Folder|command|arguments|facts: 64-bit before, platform, 64-bit, major, minor, code, Vista+, 7, 7+, 8, 8+, XP, Vista/7, WOW64, admin.
+    std::wstring wow64 = testkit::kIs32BitBuild ? L"1" : L"0";
+    EXPECT_NE(0, run(command, 20000, L"support_winxp.exe"));  // the report is complete the moment the runner returns
+    EXPECT_EQ(dir + L"|" + command + L"|say \"hi\"|plain|0 2 1 5 1 501 0 0 0 0 0 1 0 " + wow64 + L" 1", report(L"report.txt"));
+    testkit::BoxWatcher failed;
+    EXPECT_EQ(0, run(missing, 20000, nullptr));
+    auto boxes = failed.wait();
+    EXPECT_EQ(L"1 Message|Failed to execute:\r\n  " + missing.substr(0, 255),
+              std::to_wstring(boxes.size()) + (boxes.empty() ? L"" : boxes[0].caption + L"|" + boxes[0].text));
+    // An expired wait is silent and leaves the child running; only a failed wait shows a box, an empty one.
+    testkit::BoxWatcher watcher(2, 1500);
+    EXPECT_EQ(0, run(L"runner --report-args late.txt wait", 300, L"support_win10.exe"));
+    for (DWORD result : {DWORD(0), DWORD(WAIT_ABANDONED), DWORD(WAIT_TIMEOUT), DWORD(WAIT_FAILED)})
+        ReportWaitResult(nullptr, result, 0);
+    boxes = watcher.wait();
+    EXPECT_TRUE(boxes.size() == 1 && boxes[0].text.empty()) << boxes.size();
+    EXPECT_TRUE(testkit::waitFor([&] { return !report(L"late.txt").empty(); }, 20000));
+    EXPECT_EQ(dir + L"|runner --report-args late.txt wait|wait|0 2 1 10 0 1000 1 0 1 0 1 0 0 " + wow64 + L" 1", report(L"late.txt"));
+}
+
+// "--report-args FILE ARGS...": the report above; with the last argument "wait", after two seconds.
+TESTKIT_CHILD_MODE(reportArgs, L"--report-args", [](int count, wchar_t **args) {
+    wchar_t here[MAX_PATH], facts[128];
+    GetCurrentDirectoryW(MAX_PATH, here);
+    std::wstring text = std::wstring(here) + L"|" + GetCommandLineW() + L"|";
+    for (int i = 3; i < count; i++)
+        text += std::wstring(args[i]) + L"|";
+    int before64 = sysIs64Bit(), platform = static_cast<int>(sysClassify());
+    const SysFacts &f = sysFacts();
+    swprintf(facts, 128, L"%d %d %d %lu %lu %d %d %d %d %d %d %d %d %d %d", before64, platform, sysIs64Bit(), f.major, f.minor,
+             sysVersionCode(), sysIsVistaOrLater(), sysIsWin7(), sysIsWin7OrLater(), sysIsWin8(), sysIsWin8OrLater(),
+             f.is2000XpFamily, f.isVista7Family, sysIsWow64(), sysIsAdmin());
+    Sleep(wcscmp(args[count - 1], L"wait") ? 0 : 2000);
+    text += facts;
+    return count >= 3 && testkit::writeFile(args[2], std::string(reinterpret_cast<const char *>(text.data()), text.size() * 2)) ? 0 : 1;
+})
+
+TEST(SupportProgress, BoxShowsItsTextsAddsADotASecondAndIsPulledIntoTheWorkArea)
+{
+    RECT work, placed;
+    rectGetWorkArea(&work);
+    HWND frame = CreateWindowExW(0, L"STATIC", L"frame", WS_POPUP | WS_VISIBLE, work.right - 150, work.bottom - 120, 640,
+                                 480, nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
+    appSetFrameWindow(frame);
+    int before = dlgModelessCount();
+    HWND box = progCreateBoxId(frame, IDS_PROGRESS_CAPTION, L"Body text", 0), edit = GetDlgItem(box, IDC_PROGRESS_TEXT);
+    EXPECT_TRUE(box && dlgModelessAt(before) == box && GetWindow(box, GW_OWNER) == frame);
+    EXPECT_EQ(L"Enabling PDF Support|Body text\r\n", testkit::windowText(box) + L"|" + testkit::windowText(edit));
+    GetWindowRect(box, &placed);  // centred over the frame at the bottom-right edge, then pulled in
+    EXPECT_TRUE(placed.right == work.right && placed.bottom == work.bottom) << show(placed);
+    DWORD start = GetTickCount();  // the dots come from timer messages: they must be dispatched
+    testkit::waitFor([&] {
+        for (MSG msg; PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE);)
+            DispatchMessageW(&msg);
+        return testkit::windowText(edit).size() >= 14;
+    }, 6000);
+    EXPECT_NEAR(3250.0, GetTickCount() - start, 750.0);
+    EXPECT_EQ(L"Body text\r\n...", testkit::windowText(edit));
+    DestroyWindow(box);
+    EXPECT_TRUE(dlgModelessCount() == before && dlgGetActiveModeless() != box);
+    appSetFrameWindow(nullptr);
+    DestroyWindow(frame);
+}
