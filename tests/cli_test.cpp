@@ -319,6 +319,10 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
              EXPECT_EQ("mine", testkit::readFile(testkit::documentsDir() + L"\\TessaloomPDF"));
              DeleteFileW((testkit::documentsDir() + L"\\TessaloomPDF").c_str());
          }},
+        {L"-SETUP", 1, L"\tPrint Spooler service is disabled.\r\n\t[gs2_AutoSetupTessaloomPDF] " +
+                           testkit::loadString(IDS_SPOOLER_REFUSED) + L"\r\n[gs2_AutoSetupTessaloomPDF] ends\r\n", [] {
+             testkit::stopSpooler(), testkit::setSpoolerStart(SERVICE_DISABLED);
+         }, false, [] { EXPECT_EQ(static_cast<DWORD>(SERVICE_STOPPED), testkit::spoolerState()); }},
         {L"-STATUS", 12, L"\r\nPrinter TessaloomPDF: driver ", [] {
              gs2_AddRedirectedPortUsingRegistry(nullptr, L"TessaloomPDF:", L"C:\\gs\\gs9.05\\bin\\gswin32c.exe");
              testkit::addPrinter(L"TessaloomPDF", L"LPT1:");
@@ -350,6 +354,7 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
                                                                    row.windows)
                                     : exe);
         testkit::restoreDocuments(previous);
+        testkit::setSpoolerStart(SERVICE_DEMAND_START);
         expectRun(r, row.code, row.says.c_str());
         if (row.check)
             row.check();

@@ -28,41 +28,6 @@ HWND mainDialog(HWND main)
     return dialog;
 }
 
-// The Print Spooler service of the test prefix; its start type is restored at the end.
-class Spooler {
-public:
-    Spooler()
-        : manager_(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)),
-          service_(OpenServiceW(manager_, L"Spooler", SERVICE_ALL_ACCESS))
-    {
-    }
-    ~Spooler()
-    {
-        setStartType(SERVICE_DEMAND_START);
-        CloseServiceHandle(service_);
-        CloseServiceHandle(manager_);
-    }
-    DWORD state() const
-    {
-        SERVICE_STATUS status = {};
-        return QueryServiceStatus(service_, &status) ? status.dwCurrentState : 0;
-    }
-    bool stop() const
-    {
-        SERVICE_STATUS status;
-        ControlService(service_, SERVICE_CONTROL_STOP, &status);
-        return testkit::waitFor([&] { return state() == SERVICE_STOPPED; });
-    }
-    void setStartType(DWORD type) const
-    {
-        ChangeServiceConfigW(service_, SERVICE_NO_CHANGE, type, SERVICE_NO_CHANGE, nullptr, nullptr, nullptr, nullptr,
-                             nullptr, nullptr, nullptr);
-    }
-
-private:
-    SC_HANDLE manager_, service_;
-};
-
 const REGSAM kOtherView = sizeof(void *) == 8 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
 
 // Ghostscript 9.56 as its 64-bit installer registers it (the registry view of the other kind
@@ -108,8 +73,7 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
     installGhostscript64(true);
     const std::wstring redmon19 = testkit::nativeSystemDir() + L"\\redmon64.dll";
     ASSERT_TRUE(testkit::writeFile(redmon19, "MZ"));
-    Spooler spooler;
-    ASSERT_TRUE(spooler.stop());
+    ASSERT_TRUE(testkit::stopSpooler());
     const std::wstring work = testkit::tempDir(L"planted");
     const std::wstring besideProgram = testkit::plantRundll32(testkit::exeDir());
     testkit::plantRundll32(work);
@@ -159,7 +123,7 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
     GetWindowRect(data, &place);
     EXPECT_TRUE(EqualRect(&expected, &place));
 
-    for (WPARAM closeWith : {WPARAM(IDCANCEL), WPARAM(IDOK)}) {
+    {
         PostMessageW(main, WM_COMMAND, IDM_ABOUT, 0);
         HWND about = testkit::waitTopWindow(child.pid(), L"#32770", L"About TessaloomPDF");
         ASSERT_NE(nullptr, about);
@@ -167,7 +131,7 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
         EXPECT_EQ(L"Version 2.10", windowText(GetDlgItem(about, IDC_VERSION)));
         EXPECT_EQ(L"Copyright (C) 2026 Brindlecourt", windowText(GetDlgItem(about, IDC_COPYRIGHT)));
         EXPECT_EQ(L"https://www.example.com/", windowText(GetDlgItem(about, IDC_WEBSITE)));
-        PostMessageW(about, WM_COMMAND, closeWith, 0);
+        PostMessageW(about, WM_COMMAND, IDCANCEL, 0);  // Escape closes it
         ASSERT_TRUE(testkit::waitFor([&] { return !IsWindow(about); }));
     }
 
@@ -206,7 +170,7 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
               L"ShowWindow 4 4 2\n",
               testkit::portValues());
     DeleteFileW(redmon19.c_str());
-    EXPECT_EQ(static_cast<DWORD>(SERVICE_RUNNING), spooler.state());
+    EXPECT_EQ(static_cast<DWORD>(SERVICE_RUNNING), testkit::spoolerState());
     EXPECT_EQ(L"TessaloomPDF:", testkit::printerPort(L"TessaloomPDF"));
     EXPECT_EQ(1, testkit::readRegDword(HKEY_CURRENT_USER, testkit::kSettingsKey, L"GSPDF_SETUP"));
     std::string pdf;
@@ -237,31 +201,6 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
     EXPECT_EQ(stored, testkit::readRegString(HKEY_CURRENT_USER, testkit::kSettingsKey, L"data_Win_Rect"));
     testkit::removeTree(work);
     testkit::removeTree(temp);
-}
-
-// A disabled spooler: one clear message, nothing changed.
-TEST_F(Program, DisabledSpoolerIsRefusedAndNothingChanges)
-{
-    testkit::installGhostscript(true);
-    testkit::installRedMon(true);
-    Spooler spooler;
-    ASSERT_TRUE(spooler.stop());
-    spooler.setStartType(SERVICE_DISABLED);
-    Child child(program(), L"");
-    testkit::BoxInfo box = testkit::pressSetup(child, true);
-    ASSERT_NE(nullptr, box.window);
-    EXPECT_EQ(L" Error", box.caption);
-    EXPECT_EQ(loadString(IDS_SPOOLER_REFUSED), box.text);
-    testkit::closeMessageBox(box.window);
-    PostMessageW(testkit::findTopWindow(child.pid(), L"tlpdf_class"), WM_CLOSE, 0, 0);
-    EXPECT_TRUE(child.waitExit(20000));
-    EXPECT_EQ(static_cast<DWORD>(SERVICE_STOPPED), spooler.state());
-    EXPECT_EQ(L"", testkit::portValues());
-    EXPECT_TRUE(testkit::standInLog().empty());
-    EXPECT_EQ(-1, testkit::readRegDword(HKEY_CURRENT_USER, testkit::kSettingsKey, L"GSPDF_SETUP"));
-    EXPECT_NE(std::wstring::npos,
-              testkit::traceText().find(L"\tPrint Spooler service is disabled.\r\n\t[gs2_AutoSetupTessaloomPDF] " +
-                                        loadString(IDS_SPOOLER_REFUSED) + L"\r\n[gs2_AutoSetupTessaloomPDF] ends\r\n"));
 }
 
 // Windows XP is refused with a message, which ends the program.

@@ -397,7 +397,7 @@ TEST_F(Ui, DataWindowKeepsItsTextTopMostSettingAndPlace)
     EXPECT_TRUE(EqualRect(&minimum, &area));
 }
 
-TEST(Identity, VersionTextsCommandLineAndManifest)
+TEST(Identity, VersionTextsAndCommandLine)
 {
     EXPECT_EQ(0, appVersionNumberFrom(6553, 6, 0));       // 65536 wraps to 0
     EXPECT_EQ(43, appVersionNumberFrom(6554, 0, 3));      // 65540 wraps to 4, times 10, plus 3
@@ -426,21 +426,6 @@ TEST(Identity, VersionTextsCommandLineAndManifest)
         EXPECT_EQ(row.source, appSourceBuffer());
         EXPECT_STREQ(L"", appTargetBuffer());
     }
-
-    // One manifest, asking for the administrator, that the loader accepts.
-    std::wstring self = testkit::selfPath();
-    ACTCTXW ctx = {};
-    ctx.cbSize = sizeof ctx;
-    ctx.dwFlags = ACTCTX_FLAG_HMODULE_VALID | ACTCTX_FLAG_RESOURCE_NAME_VALID;
-    ctx.hModule = GetModuleHandleW(nullptr);
-    ctx.lpResourceName = CREATEPROCESS_MANIFEST_RESOURCE_ID;
-    ctx.lpSource = self.c_str();
-    HANDLE actctx = CreateActCtxW(&ctx);
-    ASSERT_NE(INVALID_HANDLE_VALUE, actctx) << GetLastError();
-    ACTIVATION_CONTEXT_RUN_LEVEL_INFORMATION level = {};
-    EXPECT_TRUE(QueryActCtxW(0, actctx, nullptr, RunlevelInformationInActivationContext, &level, sizeof level, nullptr));
-    EXPECT_EQ(ACTCTX_RUN_LEVEL_REQUIRE_ADMIN, level.RunLevel);
-    ReleaseActCtx(actctx);
 }
 
 }  // namespace

@@ -175,4 +175,37 @@ std::wstring loadString(UINT id)
     return text;
 }
 
+DWORD spoolerState()
+{
+    SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT);
+    SC_HANDLE service = OpenServiceW(manager, L"Spooler", SERVICE_QUERY_STATUS);
+    SERVICE_STATUS status = {};
+    QueryServiceStatus(service, &status);
+    CloseServiceHandle(service);
+    CloseServiceHandle(manager);
+    return status.dwCurrentState;
+}
+
+static void controlSpooler(DWORD startType)
+{
+    SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
+    SC_HANDLE service = OpenServiceW(manager, L"Spooler", SERVICE_ALL_ACCESS);
+    SERVICE_STATUS status;
+    if (startType)
+        ChangeServiceConfigW(service, SERVICE_NO_CHANGE, startType, SERVICE_NO_CHANGE, nullptr, nullptr, nullptr,
+                             nullptr, nullptr, nullptr, nullptr);
+    else
+        ControlService(service, SERVICE_CONTROL_STOP, &status);
+    CloseServiceHandle(service);
+    CloseServiceHandle(manager);
+}
+
+bool stopSpooler()
+{
+    controlSpooler(0);
+    return waitFor([] { return spoolerState() == SERVICE_STOPPED; });
+}
+
+void setSpoolerStart(DWORD startType) { controlSpooler(startType); }
+
 }  // namespace testkit

@@ -130,7 +130,11 @@ std::wstring printerPort(const wchar_t *name);  // "<none>" when there is no suc
 // The port key's values, a line each sorted by name: "Name type size value" (value as text or
 // number); "" when there is no port key.
 std::wstring portValues();
-std::wstring loadString(UINT id);  // from this runner's copy of the program's resources
+std::wstring loadString(UINT id);
+// The Print Spooler service of the test prefix: stopped (returns once it is), its start type.
+bool stopSpooler();
+DWORD spoolerState();
+void setSpoolerStart(DWORD startType);  // from this runner's copy of the program's resources
 
 // The outside components as the program looks for them: Ghostscript 9.05's registry key
 // (GS_DLL C:\gs\gs9.05\bin\gsdll32.dll, in this process's registry view, as a Ghostscript of
