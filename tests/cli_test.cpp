@@ -13,6 +13,7 @@
 #include "res/resource.h"
 #include "setup/autosetup.h"
 #include "setup/port.h"
+#include "support/appstate.h"
 #include "support/setuplock.h"
 #include "support/sys.h"
 #include "tests/common/standin.h"
@@ -404,9 +405,7 @@ TEST_F(Cli, SecondSetupWaitsForTheFirstOrGivesUp)
     EXPECT_EQ(testkit::loadString(IDS_SETUP_BUSY), boxes[0].text);
     EXPECT_FALSE(keyExists(HKEY_LOCAL_MACHINE, kPortKey));
     DestroyWindow(window);
-    MSG message;
-    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
-        DispatchMessageW(&message);
+    appSetFrameWindow(nullptr);
     sysTestSetAdmin(0);
     EXPECT_EQ(8, appRunAction(L"-STATUS"));
 

@@ -64,6 +64,8 @@ protected:
         if (IsWindow(appGetMainWindow()))
             DestroyWindow(appGetMainWindow());
         pump();
+        appSetFrameWindow(nullptr);  // a dead frame would own the next test's boxes, which never show
+        msgSetDefaultOwner(nullptr);
         dw_CloseDataWindow();
         testkit::deleteAllPrinters();
         components(false, false);

@@ -40,6 +40,7 @@ ULONGLONG fileSize(const std::wstring &path)
                ? (ULONGLONG(data.nFileSizeHigh) << 32) | data.nFileSizeLow
                : 0;
 }
+std::wstring standInExe() { return binPath(L"tlpdf_tests.exe"); }  // what is copied: the test runner
 bool isStandIn(const std::wstring &path) { return fileSize(path) == fileSize(standInExe()); }
 
 void append(const wchar_t *name, const std::string &line, DWORD disposition = OPEN_ALWAYS)
@@ -117,8 +118,6 @@ TESTKIT_CHILD_MODE(printui, L"printui.dll,PrintUIEntry", [](int count, wchar_t *
     return code;
 })
 
-std::wstring standInExe() { return binPath(L"tlpdf_tests.exe"); }
-
 bool installStandIn()
 {
     CreateDirectoryW(kStandInDir, nullptr);
@@ -136,14 +135,12 @@ bool installStandIn()
     CreateDirectoryW(inf.substr(0, inf.find_last_of(L'\\')).c_str(), nullptr);
     ok = ok && writeFile(inf, "; Test stand-in for the printer driver list.\r\n[Version]\r\n"
                               "Signature=\"$Windows NT$\"\r\nClass=Printer\r\n");
-    clearStandInLog();
+    DeleteFileW(dirFile(L"log.txt").c_str());
     setStandInMode(nullptr);
     return ok;
 }
 
-void removeNtprintInf() { DeleteFileW(ntprintInf().c_str()); }
-
-void removeStandIn(bool keepInf)
+void removeStandIn()
 {
     RegDeleteKeyValueW(HKEY_CURRENT_USER, kOverrideKey, L"rundll32.exe");
     for (size_t i = 0; i < systemFolders().size(); i++) {
@@ -154,8 +151,7 @@ void removeStandIn(bool keepInf)
             DeleteFileW(systemRundll32(i).c_str());
         }
     }
-    if (!keepInf)
-        removeNtprintInf();
+    DeleteFileW(ntprintInf().c_str());
     for (const wchar_t *name : {L"log.txt", L"control.txt"})
         DeleteFileW(dirFile(name).c_str());
     RemoveDirectoryW(kStandInDir);  // stays while a backup could not be put back
@@ -175,8 +171,6 @@ std::vector<StandInRun> standInLog()
     }
     return runs;
 }
-
-void clearStandInLog() { DeleteFileW(dirFile(L"log.txt").c_str()); }
 
 void setStandInMode(const wchar_t *mode)
 {

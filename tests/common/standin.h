@@ -30,13 +30,8 @@ struct StandInRun {
 // Copies the built stand-in over system32\rundll32.exe (Wine's own is kept aside), sets the DLL
 // override that makes Wine run it, writes a minimal inf\ntprint.inf, clears log and settings.
 bool installStandIn();
-// Undoes installStandIn, leaving ntprint.inf in place when keepInf is set.
-void removeStandIn(bool keepInf = false);
-void removeNtprintInf();
-
-std::wstring standInExe();  // what is copied: the test runner
+void removeStandIn();  // undoes installStandIn
 std::vector<StandInRun> standInLog();
-void clearStandInLog();
 // nullptr or "" for normal operation; "noop", "sleep:<ms>" or "keepold".
 void setStandInMode(const wchar_t *mode);
 // Copies the stand-in into a folder; that copy only logs (tag PLANTED). Returns its path.
