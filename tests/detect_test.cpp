@@ -108,14 +108,7 @@ TEST_F(Detection, GhostscriptVersionPlaceAndConsoleProgram)
     // Only the first place is created when missing, in this process's own view.
     EXPECT_TRUE(keyIn(0, L"Software\\GPL Ghostscript"));
     EXPECT_FALSE(keyIn(0, L"Software\\Artifex Ghostscript"));
-    // A value without "gs<version>" has no root, yet a console path beside it.
-    SetUp();
-    setValue(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript\\9.05", 0, L"GS_DLL", L"D:\\tools\\ghost\\bin\\gsdll32.dll");
     wchar_t root[257], version[16], console[257];
-    EXPECT_EQ(0, gs2_GetGhostscriptRoot(root, version));
-    EXPECT_STREQ(L"9.05", version);
-    ASSERT_EQ(1, gs2_GetGhostscriptConsolePath(console));
-    EXPECT_STREQ(L"D:\\tools\\ghost\\bin\\gswin32c.exe", console);
     // An expandable GS_DLL is ignored; GS_LIB is read with the byte count that query left behind.
     const wchar_t *libs[][3] = {{L"%ProgramFiles%\\gs\\gs9.05\\bin\\gsdll32.dll", L"C:\\gs\\gs9.05\\lib;C:\\gs\\fonts", L"C:\\gs"},
                                 {L"%X%\\gs9.05\\gsdll32.dll", L"C:\\Program Files\\gs\\gs9.05\\lib;C:\\fonts", nullptr}};
@@ -131,60 +124,29 @@ TEST_F(Detection, GhostscriptVersionPlaceAndConsoleProgram)
     }
 }
 
-// Fakes for the WOW64 redirection entry points, recording the sequence of calls.
-int g_calls;
-std::vector<PVOID> g_args;
-BOOL g_firstResult;
-BOOL WINAPI fakeFirst(PVOID state) { return g_calls = g_calls * 10 + 1, g_args.push_back(state), g_firstResult; }
-BOOL WINAPI fakeSecond(PVOID state) { return g_calls = g_calls * 10 + 2, g_args.push_back(state), TRUE; }
-
-// RedMon 1.7's redmonnt.dll, RedMon 1.9's names, or the library the monitor's Driver value
-// names (a bare name, in the real system folder); under WOW64 with redirection off and on again.
-TEST_F(Detection, RedMonLibraryAndTheRedirectionSequence)
+TEST_F(Detection, RedMonLibraryByEitherVersionsNames)
 {
     const std::wstring real = testkit::nativeSystemDir();
     const struct {
         const wchar_t *file, *driver;
-        int expected, expectedWow64;
+        int expected;
     } rows[] = {
-        {L"redmonnt.dll", nullptr, 1, 1},       {L"redmon64.dll", nullptr, 1, 1},
-        {L"redmon32.dll", nullptr, 1, 1},       {L"monitor19.dll", L"monitor19.dll", 1, 1},
-        {L"monitor19.dll", nullptr, 0, 0},      {L"redmon.dll", L"C:\\elsewhere\\redmon.dll", 0, 0},
-        {nullptr, L"missing.dll", 0, 0},        {L"redmonnt.dll", L"othermon.dll", 1, 0},
+        {L"redmonnt.dll", nullptr, 1},      {L"redmon64.dll", nullptr, 1},       {L"redmon32.dll", nullptr, 1},
+        {L"monitor19.dll", L"monitor19.dll", 1}, {L"monitor19.dll", nullptr, 0},
+        {L"redmon.dll", L"C:\\elsewhere\\redmon.dll", 0},  // the Driver value counts as a bare name only
+        {nullptr, L"missing.dll", 0},
     };
-    // The 32-bit build really runs under WOW64, where the fakes would leave redirection on.
-    for (bool wow64 : {false, !testkit::kIs32BitBuild}) {
-        for (const auto &row : rows) {
-            SCOPED_TRACE(testing::Message() << wow64 << testing::PrintToString(std::wstring(row.file ? row.file : L"-")));
-            SetUp();
-            if (wow64) {
-                SysFacts vista = {};
-                vista.major = 6;
-                vista.isVista7Family = 1;
-                sysTestSetFacts(vista, 1);
-                redmonTestSetRedirectionCalls(fakeFirst, fakeSecond);
-                g_firstResult = TRUE;
-            }
-            g_calls = 0;
-            g_args.clear();
-            if (row.driver)
-                setValue(HKEY_LOCAL_MACHINE, kRedMonMonitorKey, 0, L"Driver", row.driver);
-            const std::wstring file = row.file ? real + L"\\" + row.file : L"";
-            if (row.file) {
-                ASSERT_TRUE(testkit::writeFile(file, "MZ"));
-            }
-            EXPECT_EQ(wow64 ? row.expectedWow64 : row.expected, gs2_IsRedMonInstalled());
-            if (row.file)
-                DeleteFileW(file.c_str());
-            // Off with the saved state's address, back with it, then on again with null.
-            EXPECT_EQ(wow64 ? 122 : 0, g_calls);
-            if (wow64) {
-                ASSERT_EQ(3u, g_args.size());
-                EXPECT_NE(nullptr, g_args[0]);
-                EXPECT_EQ(g_args[0], g_args[1]);
-                EXPECT_EQ(nullptr, g_args[2]);
-            }
+    for (const auto &row : rows) {
+        SCOPED_TRACE(testing::PrintToString(std::wstring(row.file ? row.file : L"-")));
+        SetUp();
+        if (row.driver)
+            setValue(HKEY_LOCAL_MACHINE, kRedMonMonitorKey, 0, L"Driver", row.driver);
+        const std::wstring file = row.file ? real + L"\\" + row.file : L"";
+        if (row.file) {
+            ASSERT_TRUE(testkit::writeFile(file, "MZ"));
         }
+        EXPECT_EQ(row.expected, gs2_IsRedMonInstalled());
+        DeleteFileW(file.c_str());
     }
 }
 

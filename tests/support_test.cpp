@@ -1,4 +1,4 @@
-// The support layer: paths, rectangles, settings, processes and system facts, the progress box.
+// The support layer: paths, rectangles, settings, processes and system facts.
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <climits>
@@ -10,7 +10,6 @@
 #include "support/dlg.h"
 #include "support/path.h"
 #include "support/process.h"
-#include "support/prog.h"
 #include "support/rect.h"
 #include "support/settings.h"
 #include "support/sys.h"
@@ -213,30 +212,3 @@ TESTKIT_CHILD_MODE(reportArgs, L"--report-args", [](int count, wchar_t **args) {
     text += facts;
     return count >= 3 && testkit::writeFile(args[2], std::string(reinterpret_cast<const char *>(text.data()), text.size() * 2)) ? 0 : 1;
 })
-
-TEST(SupportProgress, BoxShowsItsTextsAddsADotASecondAndIsPulledIntoTheWorkArea)
-{
-    RECT work, placed;
-    rectGetWorkArea(&work);
-    HWND frame = CreateWindowExW(0, L"STATIC", L"frame", WS_POPUP | WS_VISIBLE, work.right - 150, work.bottom - 120, 640,
-                                 480, nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
-    appSetFrameWindow(frame);
-    int before = dlgModelessCount();
-    HWND box = progCreateBoxId(frame, IDS_PROGRESS_CAPTION, L"Body text", 0), edit = GetDlgItem(box, IDC_PROGRESS_TEXT);
-    EXPECT_TRUE(box && dlgModelessAt(before) == box && GetWindow(box, GW_OWNER) == frame);
-    EXPECT_EQ(L"Enabling PDF Support|Body text\r\n", testkit::windowText(box) + L"|" + testkit::windowText(edit));
-    GetWindowRect(box, &placed);  // centred over the frame at the bottom-right edge, then pulled in
-    EXPECT_TRUE(placed.right == work.right && placed.bottom == work.bottom) << show(placed);
-    DWORD start = GetTickCount();  // the dots come from timer messages: they must be dispatched
-    testkit::waitFor([&] {
-        for (MSG msg; PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE);)
-            DispatchMessageW(&msg);
-        return testkit::windowText(edit).size() >= 14;
-    }, 6000);
-    EXPECT_NEAR(3250.0, GetTickCount() - start, 750.0);
-    EXPECT_EQ(L"Body text\r\n...", testkit::windowText(edit));
-    DestroyWindow(box);
-    EXPECT_TRUE(dlgModelessCount() == before && dlgGetActiveModeless() != box);
-    appSetFrameWindow(nullptr);
-    DestroyWindow(frame);
-}

@@ -175,37 +175,26 @@ std::wstring loadString(UINT id)
     return text;
 }
 
-DWORD spoolerState()
-{
-    SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT);
-    SC_HANDLE service = OpenServiceW(manager, L"Spooler", SERVICE_QUERY_STATUS);
-    SERVICE_STATUS status = {};
-    QueryServiceStatus(service, &status);
-    CloseServiceHandle(service);
-    CloseServiceHandle(manager);
-    return status.dwCurrentState;
-}
-
-static void controlSpooler(DWORD startType)
+// One call on the Print Spooler service: its state, a stop (startType 0) or a new start type.
+static DWORD spooler(DWORD startType, bool query = false)
 {
     SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
     SC_HANDLE service = OpenServiceW(manager, L"Spooler", SERVICE_ALL_ACCESS);
-    SERVICE_STATUS status;
-    if (startType)
+    SERVICE_STATUS status = {};
+    if (query)
+        QueryServiceStatus(service, &status);
+    else if (startType)
         ChangeServiceConfigW(service, SERVICE_NO_CHANGE, startType, SERVICE_NO_CHANGE, nullptr, nullptr, nullptr,
                              nullptr, nullptr, nullptr, nullptr);
     else
         ControlService(service, SERVICE_CONTROL_STOP, &status);
     CloseServiceHandle(service);
     CloseServiceHandle(manager);
+    return status.dwCurrentState;
 }
 
-bool stopSpooler()
-{
-    controlSpooler(0);
-    return waitFor([] { return spoolerState() == SERVICE_STOPPED; });
-}
-
-void setSpoolerStart(DWORD startType) { controlSpooler(startType); }
+DWORD spoolerState() { return spooler(0, true); }
+bool stopSpooler() { return spooler(0), waitFor([] { return spoolerState() == SERVICE_STOPPED; }); }
+void setSpoolerStart(DWORD startType) { spooler(startType); }
 
 }  // namespace testkit

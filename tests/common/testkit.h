@@ -98,15 +98,11 @@ using ChildModeFn = int (*)(int count, wchar_t **args);
 bool registerChildMode(const wchar_t *name, ChildModeFn fn);
 bool runChildMode(int *exitCode);  // true when the command line named a mode
 
-// What this build is: the i686 runner runs under WOW64 on this 64-bit Wine.
-constexpr bool kIs32BitBuild = sizeof(void *) == 4;
-
-}  // namespace testkit
-
 #define TESTKIT_CHILD_MODE(id, name, ...) \
     static const bool childMode_##id = testkit::registerChildMode(name, __VA_ARGS__);
 
-namespace testkit {
+// What this build is: the i686 runner runs under WOW64 on this 64-bit Wine.
+constexpr bool kIs32BitBuild = sizeof(void *) == 4;
 
 // Installs a printer through the spooler directly (Wine's printer installer is a stub).
 bool addPrinter(const wchar_t *name, const wchar_t *port = L"TessaloomPDF:",
