@@ -21,13 +21,6 @@ bool settle(HWND window)
     return SendMessageTimeoutW(window, WM_NULL, 0, 0, SMTO_NORMAL, 15000, &ignored) != 0;
 }
 
-HWND mainDialog(HWND main)
-{
-    HWND dialog = nullptr;
-    testkit::waitFor([&] { return (dialog = FindWindowExW(main, nullptr, L"#32770", nullptr)) != nullptr; });
-    return dialog;
-}
-
 const REGSAM kOtherView = sizeof(void *) == 8 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
 
 // Ghostscript 9.56 as its 64-bit installer registers it (the registry view of the other kind
@@ -97,7 +90,8 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
     HWND main = testkit::waitTopWindow(child.pid(), L"tlpdf_class");
     ASSERT_NE(nullptr, main);
     HWND data = testkit::waitTopWindow(child.pid(), L"tl_DataWin");
-    HWND dialog = mainDialog(main);
+    HWND dialog = nullptr;
+    testkit::waitFor([&] { return (dialog = FindWindowExW(main, nullptr, L"#32770", nullptr)) != nullptr; });
     ASSERT_TRUE(dialog && settle(main));
     EXPECT_EQ(L"Tessaloom PDF Setup", windowText(main));
     EXPECT_EQ(L"Ghostscript version 9.56 installed\r\nRedMon installed.\r\nTessaloomPDF driver not installed.\r\n",
@@ -152,7 +146,6 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
     });
     EXPECT_TRUE(answered && disabled);
     EXPECT_NE(std::wstring::npos, dots.find(L"Please wait...\r\n..")) << testing::PrintToString(dots);
-    EXPECT_TRUE(IsWindowVisible(GetDlgItem(dialog, IDC_REPORT)));
     ASSERT_NE(nullptr, box.window);
     EXPECT_EQ(L" Message", box.caption);
     EXPECT_EQ(L"TessaloomPDF driver setup completed. You can now restart your Tessaloom program.", box.text);
@@ -195,10 +188,6 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
           L"\tResponse file written: ", L"\t[gs2_AddPrinter_Thru_Dll] ends. Returns = 1\r\n"
                                         L"[gs2_AutoSetupTessaloomPDF] Succeeded\r\n[gs2_AutoSetupTessaloomPDF] ends\r\n"})
         EXPECT_NE(std::wstring::npos, trace.find(part)) << testing::PrintToString(part);
-    // Closing stored the data window's place.
-    wchar_t stored[64];
-    swprintf(stored, 64, L"((%ld, %ld), (%ld, %ld))", place.left, place.top, place.right, place.bottom);
-    EXPECT_EQ(stored, testkit::readRegString(HKEY_CURRENT_USER, testkit::kSettingsKey, L"data_Win_Rect"));
     testkit::removeTree(work);
     testkit::removeTree(temp);
 }

@@ -1,17 +1,10 @@
-// A test-only stand-in for the system's rundll32.exe. Wine's printer installer installs nothing,
-// so the tests put a copy of the test runner in the system folder; called with
-// "printui.dll,PrintUIEntry", it logs its command line and carries out "/if ..." and "/dl ..."
-// through the spooler.
-//
-// Files, all in kStandInDir inside the prefix:
-//   log.txt      one UTF-8 line per run, written before it acts:
-//                "<tag>\t<own module path>\t<raw command line>\r\n"; tag RAN for the copy in the
-//                system folder, PLANTED for a copy anywhere else (a planted copy never acts)
-//   control.txt  optional, "mode=<mode>": noop (log only), sleep:<ms> (sleep, then act),
-//                keepold (a /dl is refused, as the spooler refuses while jobs are pending)
-//   rundll32.exe.orig  Wine's own system32 file while the stand-in replaces it
-// Exit codes: 0 done; 1 the printer exists already (nothing replaced); 3 bad arguments;
-// 4 the /f file is missing; 5 the spooler refused.
+// A test-only stand-in for the system's rundll32.exe, since Wine's printer installer installs
+// nothing: the test runner, copied into the system folder, called with "printui.dll,PrintUIEntry"
+// carries out "/if ..." and "/dl ..." through the spooler. In kStandInDir: log.txt, a UTF-8 line
+// per run before it acts ("RAN" for the system folder's copy, "PLANTED" for any other, which never
+// acts); control.txt, optional "mode=noop|sleep:<ms>|keepold" (keepold: a /dl is refused, as while
+// jobs are pending). Exit codes: 0 done; 1 the printer exists; 3 bad arguments; 4 no /f file;
+// 5 the spooler refused.
 #pragma once
 #include <windows.h>
 #include <string>
