@@ -104,6 +104,9 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
     GetClientRect(main, &client);
     GetWindowRect(dialog, &inner);
     SystemParametersInfoW(SPI_GETWORKAREA, 0, &work_area, 0);
+    POINT origin = {0, 0};  // the dialog fills the frame's client area exactly
+    ClientToScreen(main, &origin);
+    EXPECT_TRUE(origin.x == inner.left && origin.y == inner.top);
     EXPECT_EQ(inner.right - inner.left, client.right);
     EXPECT_EQ(inner.bottom - inner.top, client.bottom);
     EXPECT_EQ((work_area.left + work_area.right - (frame.right - frame.left)) / 2, frame.left);
