@@ -204,6 +204,8 @@ TEST_F(Ui, MessageBoxesCaptionsTextsAndTheIdsThatStaySilent)
     EXPECT_EQ(L'x', buffer[255]);  // nothing written past the capacity
     EXPECT_EQ(7, resLoadStringDef(nullptr, IDS_MISSING_GS, buffer, 64, L"default"));
     EXPECT_STREQ(L"default", buffer);
+    EXPECT_EQ(0, resLoadStringDef(nullptr, 0, buffer, 64, L"default"));  // no id, no default either
+    EXPECT_STREQ(L"", buffer);
     EXPECT_EQ(5, resLoadStringDef(nullptr, IDS_CAPTION_ERROR, buffer, 64, L" Error"));
     EXPECT_STREQ(L"Error", buffer);
     resFormatString(buffer, 64, IDS_PRINTER_FAILED, std::wstring(200, L'a').c_str());
