@@ -65,13 +65,10 @@ void appLogLine(const wchar_t *format, ...)
 {
     if (!g_logging)
         return;
-    wchar_t line[1024];
     va_list args;
     va_start(args, format);
-    _vsnwprintf(line, 1024, format, args);
+    dbg_TraceLineV(format, args);
     va_end(args);
-    line[1023] = L'\0';
-    dbg_WriteTrace(line, 1, 1);
 }
 
 void appLogString(UINT id, const wchar_t *argument)

@@ -81,17 +81,22 @@ void dbg_WriteTrace(const wchar_t *text, int addNewLine, int indent)
     free(indented);
 }
 
+void dbg_TraceLineV(const wchar_t *format, va_list args)
+{
+    wchar_t line[1024];
+    _vsnwprintf(line, 1024, format, args);
+    line[1023] = L'\0';
+    dbg_WriteTrace(line, 1, 1);
+}
+
 void dbg_TraceLine(const wchar_t *format, ...)
 {
     if (!g_debugMode)
         return;
-    wchar_t line[1024];
     va_list args;
     va_start(args, format);
-    _vsnwprintf(line, 1024, format, args);
+    dbg_TraceLineV(format, args);
     va_end(args);
-    line[1023] = L'\0';
-    dbg_WriteTrace(line, 1, 1);
 }
 
 // The system's text for the code, without its line end, keeps the entry on one line.

@@ -1,6 +1,7 @@
 // Debug trace: "~tlpdf_dbg.txt" in the data folder, UTF-16LE, one entry per open and close.
 #pragma once
 #include <windows.h>
+#include <cstdarg>
 
 extern const wchar_t kTraceFileName[];
 
@@ -12,6 +13,7 @@ void dbg_SetTraceFile(const wchar_t *path);
 void dbg_WriteTrace(const wchar_t *text, int addNewLine, int indent);
 // In debug mode only: formats one line and writes it with a line end, indented.
 void dbg_TraceLine(const wchar_t *format, ...);
+void dbg_TraceLineV(const wchar_t *format, va_list args);  // the same, whatever the mode
 // In debug mode only: "<what> (error <code>: <system text>)" as one line.
 void dbg_TraceError(const wchar_t *what, DWORD code);
 void dbg_WriteTraceString(UINT id, int addNewLine, int indent);
