@@ -32,14 +32,7 @@ bool keyExists(HKEY root, const wchar_t *path)
     return RegOpenKeyExW(root, path, 0, KEY_READ, &key) == ERROR_SUCCESS && RegCloseKey(key) == ERROR_SUCCESS;
 }
 
-// The log's text after its mark ("<no mark>" when the file lacks one).
-std::wstring logText()
-{
-    std::string bytes = testkit::readFile(kLog);
-    if (bytes.compare(0, 2, "\xFF\xFE") != 0)
-        return L"<no mark>";
-    return std::wstring(reinterpret_cast<const wchar_t *>(bytes.data() + 2), (bytes.size() - 2) / 2);
-}
+std::wstring logText() { return testkit::markedText(kLog); }
 
 std::wstring printerPort() { return testkit::printerPort(L"TessaloomPDF"); }
 

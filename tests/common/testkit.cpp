@@ -198,14 +198,19 @@ HWND waitTopWindow(DWORD processId, const wchar_t *windowClass, const wchar_t *t
     return window;
 }
 
-std::wstring traceText()
+std::wstring markedText(const std::wstring &path)
 {
-    wchar_t path[MAX_PATH];
-    dbg_GetTraceFilePath(path);
     std::string bytes = readFile(path);
     if (bytes.size() < 2 || bytes.compare(0, 2, "\xFF\xFE") != 0)
         return L"<no mark>";
     return std::wstring(reinterpret_cast<const wchar_t *>(bytes.data() + 2), (bytes.size() - 2) / 2);
+}
+
+std::wstring traceText()
+{
+    wchar_t path[MAX_PATH];
+    dbg_GetTraceFilePath(path);
+    return markedText(path);
 }
 
 Child::Child(const std::wstring &exe, const std::wstring &arguments, const std::wstring &workDir)

@@ -52,7 +52,9 @@ HWND findTopWindow(DWORD processId, const wchar_t *windowClass, const wchar_t *t
 // Waits for such a window; null when none came in time.
 HWND waitTopWindow(DWORD processId, const wchar_t *windowClass, const wchar_t *title = nullptr,
                    DWORD timeoutMs = 10000);
-// The debug trace's text after its byte-order mark ("<no mark>" when the file lacks one).
+// A UTF-16LE file's text after its byte-order mark ("<no mark>" when the file lacks one), and
+// the debug trace's.
+std::wstring markedText(const std::wstring &path);
 std::wstring traceText();
 
 class Child {
