@@ -167,7 +167,6 @@ TEST_F(Cli, RemovesWhatTheButtonSetsUpAndSetsItUpAlike)
     Outcome status = run(L"-STATUS", true);
     expectRun(status, 0, L"\r\nGhostscript 9.05, console program C:\\gs\\gs9.05\\bin\\gswin32c.exe\r\nRedMon: C:\\");
     const std::wstring found[] = {
-        L"\r\nCommand = C:\\gs\\gs9.05\\bin\\gswin32c.exe\r\n", L"\r\nDelay = 300\r\n",
         L"\r\nResponse file: " + testkit::documentsDir() + L"\\TessaloomPDF\\tl2pdf.rsp\r\n",
         L"\r\nPrinter TessaloomPDF: driver HP Color LaserJet 2800 Series PS, port TessaloomPDF:\r\nExit code 0"};
     for (const std::wstring &line : found)
@@ -223,15 +222,12 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
         const wchar_t *windows = nullptr;  // the Windows version Wine reports to this run
     } rows[] = {
         {L"-SETUP -STATUS", 2, L"Usage error: give exactly one of -SETUP, -STATUS and -UNINSTALL."},
-        {L"", 2, L"Usage error: give exactly one"},
         {L"-UNINSTALL -uninstall", 2, L"Usage error: a keyword is given more than once."},
         {L"-STATUS -SOURCE[a] -TARGET[b]", 2, L"Usage error: -SOURCE and -TARGET cannot"},
         {L"-SETUP -QUIET", 2, L"Usage error: the command line holds a keyword other than"},
         {L"-SETUP now", 2, L"Usage error: text follows the keywords: now"},
         {L"-SETUP -DRIVER[]", 2, L"Usage error: -DRIVER needs a value in brackets."},
-        {L"-UNINSTALL -DOCUMENTS[C:\\]", 2, L"Usage error: -DOCUMENTS does not go with this action."},
         {L"-SETUP -DRIVER[x", 2, L"Usage error: a bracket of the command line is not closed."},
-        {L"-SETUP -DOCUMENTS[Documents]", 2, L"Usage error: -DOCUMENTS must name an existing folder"},
         {L"-SETUP", 2, L"Usage error: this account has no Documents folder",
          [&] { testkit::setDocuments(missingDocuments), RemoveDirectoryW(missingDocuments.c_str()); }},
         {L"-SETUP", 1, L"The folder " + limit + L"d\\TessaloomPDF has too long a path for the TessaloomPDF printer's "

@@ -71,8 +71,6 @@ TEST_F(Detection, GhostscriptVersionPlaceAndConsoleProgram)
     } rows[] = {
         {{{gpl, false, L"8.71", nullptr}, {gpl, false, L"9.05", L"C:\\Program Files\\gs\\gs9.05\\bin\\gsdll32.dll"},
           {gpl, false, L"9.02", nullptr}}, L"9.05", L"C:\\Program Files\\gs\\gs9.05\\bin\\gswin32c.exe"},
-        {{{gpl, false, L"9.05", L"C:\\gs\\gs9.05\\bin\\gsdll32.dll"}, {gpl, false, L"9.050", nullptr}},
-         L"9.05", L"C:\\gs\\gs9.05\\bin\\gswin32c.exe"},  // equal numbers keep the first enumerated
         {{{gpl, false, L"9.10", nullptr}, {gpl, false, L"9.9", L"C:\\gs\\gs9.9\\bin\\gsdll32.dll"}}, L"9.9", L"C:\\gs\\gs9.9\\bin\\gswin32c.exe"},
         {{{gpl, false, L"beta", nullptr}, {gpl, false, L"alpha", nullptr}}, L"alpha", nullptr},
         {{{gpl, false, L"10.0123456789", L"C:\\gs\\gs10.0123456789\\bin\\gsdll32.dll"}}, L"10.01234", nullptr},
