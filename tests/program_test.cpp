@@ -75,8 +75,6 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
     const std::wstring documents = testkit::tempDir(L"Jos\xE9 100%done") + L"\\Documents";
     const std::wstring previousDocuments = testkit::setDocuments(documents);
     const std::wstring folder = documents + L"\\TessaloomPDF";
-    const DWORD zero = 0;
-    RegSetKeyValueW(HKEY_CURRENT_USER, testkit::kSettingsKey, L"DataWinTopMost", REG_DWORD, &zero, 4);
 
     // cmd splits an unquoted path at "&": the batch file must still run from such a folder.
     const std::wstring temp = testkit::tempDir(L"a&b (c) ^d e");
@@ -111,11 +109,12 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
     EXPECT_EQ(inner.bottom - inner.top, client.bottom);
     EXPECT_EQ((work_area.left + work_area.right - (frame.right - frame.left)) / 2, frame.left);
     EXPECT_EQ((work_area.top + work_area.bottom - (frame.bottom - frame.top)) / 2, frame.top);
-    // The data window: owned by the main window, at the bottom of the work area, not top-most.
+    // The data window: owned by the main window, at the bottom of the work area, top-most while
+    // no setting says otherwise.
     ASSERT_NE(nullptr, data);
     EXPECT_EQ(L"Debug/Code Info", windowText(data));
     EXPECT_EQ(main, GetWindow(data, GW_OWNER));
-    EXPECT_EQ(0, GetWindowLongW(data, GWL_EXSTYLE) & WS_EX_TOPMOST);
+    EXPECT_NE(0, GetWindowLongW(data, GWL_EXSTYLE) & WS_EX_TOPMOST);
     RECT place, expected = {work_area.left + 200, work_area.bottom - 140, work_area.right - 200, work_area.bottom};
     GetWindowRect(data, &place);
     EXPECT_TRUE(EqualRect(&expected, &place));
