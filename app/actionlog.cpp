@@ -8,7 +8,6 @@
 #include "diag/trace.h"
 #include "res/resource.h"
 #include "support/handles.h"
-#include "support/mem.h"
 #include "support/res.h"
 
 namespace {
@@ -49,15 +48,7 @@ int appStartActionLog(const wchar_t *path)
     g_logging = 1;
     if (appending)
         dbg_WriteBlankLine();  // runs appended to one file stay apart
-    HGLOBAL header = dbg_BuildSystemInfo();
-    if (header) {
-        {
-            MemLock<wchar_t> text(header);
-            if (text)
-                dbg_WriteTrace(text.get(), 1, 0);
-        }
-        memGFree(header);
-    }
+    dbg_WriteSystemInfo();
     return 1;
 }
 

@@ -155,12 +155,8 @@ HGLOBAL dbg_BuildSystemInfo()
     return block;
 }
 
-void dbg_StartTrace()
+void dbg_WriteSystemInfo()
 {
-    wchar_t path[PATH_BUFFER];
-    dbg_GetTraceFilePath(path);
-    pathDeleteFile(path);
-    g_traceDepth = 0;
     HGLOBAL header = dbg_BuildSystemInfo();
     if (header) {
         {
@@ -170,4 +166,13 @@ void dbg_StartTrace()
         }
         memGFree(header);
     }
+}
+
+void dbg_StartTrace()
+{
+    wchar_t path[PATH_BUFFER];
+    dbg_GetTraceFilePath(path);
+    pathDeleteFile(path);
+    g_traceDepth = 0;
+    dbg_WriteSystemInfo();
 }

@@ -23,4 +23,5 @@ void dbg_Unindent();
 int dbg_GetDepth();
 // The system-information header that starts every trace.
 HGLOBAL dbg_BuildSystemInfo();
+void dbg_WriteSystemInfo();  // the header above, written as it is
 void dbg_StartTrace();
