@@ -38,8 +38,11 @@ bool canTakeLog(const wchar_t *path)
 int appStartActionLog(const wchar_t *path)
 {
     g_logging = 0;
-    if (!path || !path[0] || !canTakeLog(path))
+    // Without a usable log an action writes no file at all, not even the user's debug trace.
+    if (!path || !path[0] || !canTakeLog(path)) {
+        dbg_SetSilent(1);
         return 0;
+    }
     WIN32_FILE_ATTRIBUTE_DATA data;
     bool appending = GetFileAttributesExW(path, GetFileExInfoStandard, &data) &&
                      (data.nFileSizeLow > 2 || data.nFileSizeHigh);
@@ -78,11 +81,11 @@ void appLogBox(const wchar_t *captionWord, const wchar_t *text)
                text && text[0] ? text : L"(no text)");
 }
 
-void appEndActionLog(int exitCode)
+void appEndActionLog(int exitCode, UINT meaningId)
 {
     if (g_logging) {
         wchar_t meaning[256];
-        resLoadString(nullptr, IDS_EXIT_FIRST + static_cast<UINT>(exitCode), meaning, 256);
+        resLoadString(nullptr, meaningId, meaning, 256);
         wchar_t line[300];
         _snwprintf(line, 300, L"Exit code %d: %s", exitCode, meaning);
         line[299] = L'\0';
@@ -91,4 +94,5 @@ void appEndActionLog(int exitCode)
     g_logging = 0;
     dbg_SetDebugMode(0);
     dbg_SetTraceFile(L"");
+    dbg_SetSilent(0);
 }

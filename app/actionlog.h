@@ -9,7 +9,8 @@ int appStartActionLog(const wchar_t *path);
 void appLogLine(const wchar_t *format, ...);
 // A string-table text formatted with one argument, as a line of its own.
 void appLogString(UINT id, const wchar_t *argument);
-// "Exit code N: <meaning>" at the start of a line, then the trace goes back where it was.
-void appEndActionLog(int exitCode);
+// "Exit code N: <meaning>" (the string meaningId) at the start of a line, then the trace goes
+// back where it was.
+void appEndActionLog(int exitCode, UINT meaningId);
 // The message boxes that a run without windows does not show, as lines of the log.
 void appLogBox(const wchar_t *captionWord, const wchar_t *text);

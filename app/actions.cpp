@@ -5,19 +5,21 @@
 // with the interactive flag off, the removal uses the printer installer's delete line and the
 // port monitor's own command. Boxes that the lower layers would show are logged instead.
 #include "app/actions.h"
-#include <shlobj.h>
 #include <cwchar>
 #include "app/actionline.h"
 #include "app/actionlog.h"
 #include "app/maindlg.h"
+#include "diag/trace.h"
 #include "detect/gs.h"
 #include "detect/locations.h"
+#include "detect/machine.h"
 #include "detect/printers.h"
 #include "detect/redmon.h"
 #include "res/resource.h"
 #include "setup/autosetup.h"
 #include "setup/port.h"
 #include "setup/printui.h"
+#include "setup/rspfile.h"
 #include "setup/spooler.h"
 #include "support/appstate.h"
 #include "support/msg.h"
@@ -40,8 +42,8 @@ struct OutcomeExit {
     SetupOutcome outcome;
     ActionExit code;
 };
-// A data folder too long or a spooler that does not run are the machine's to fix; both are in
-// the log, and neither has a row of its own in the table.
+// A data folder too long is the machine's to fix; it is in the log, and has no row of its own
+// in the table.
 const OutcomeExit kSetupExits[] = {
     {SETUP_DONE, EXIT_DONE},
     {SETUP_MISSING_GHOSTSCRIPT, EXIT_NO_GHOSTSCRIPT},
@@ -49,34 +51,95 @@ const OutcomeExit kSetupExits[] = {
     {SETUP_MISSING_BOTH, EXIT_NO_COMPONENTS},
     {SETUP_DRIVER_REFUSED, EXIT_DRIVER_REFUSED},
     {SETUP_FOLDER_TOO_LONG, EXIT_UNEXPECTED},
-    {SETUP_SPOOLER_REFUSED, EXIT_UNEXPECTED},
+    {SETUP_SPOOLER_REFUSED, EXIT_SPOOLER},
     {SETUP_PORT_FAILED, EXIT_PORT_FAILED},
     {SETUP_PRINTER_FAILED, EXIT_PRINTER_FAILED},
+    {SETUP_PROTECTED_PRINT, EXIT_PROTECTED_PRINT},
+    {SETUP_ARM64, EXIT_ARM64},
+    {SETUP_REMOTE_FOLDER, EXIT_REMOTE_FOLDER},
 };
+
+int exitOf(SetupOutcome outcome)
+{
+    for (const OutcomeExit &row : kSetupExits)
+        if (row.outcome == outcome)
+            return row.code;
+    return EXIT_UNEXPECTED;
+}
+
+// A named Documents folder must be usable as it is; the account's own one is checked later,
+// after the refusals (a network Documents folder is refused as such, not as missing).
+int checkNamedDocuments(const ActionRequest &request)
+{
+    if (!request.documents[0] && !request.documentsTooLong)
+        return 1;
+    const wchar_t *named = request.documentsTooLong ? L"(too long)" : request.documents;
+    if (request.documentsTooLong || wcslen(request.documents) > static_cast<size_t>(kDocumentsChars) ||
+        !pathIsAbsolute(request.documents) || !pathIsDirectory(request.documents)) {
+        appLogString(IDS_USAGE_DOCUMENTS, named);
+        return 0;
+    }
+    gs2_SetDocumentsFolder(request.documents);
+    return 1;
+}
 
 // The port's Arguments name the Documents folder of the account that runs the setup. A service
 // account's (LocalSystem's) is one that no person uses, and an account may have none at all.
-int checkDocuments(const ActionRequest &request)
+int checkOwnDocuments(const ActionRequest &request)
 {
-    if (request.documents[0] || request.documentsTooLong) {
-        const wchar_t *named = request.documentsTooLong ? L"(too long)" : request.documents;
-        if (request.documentsTooLong || wcslen(request.documents) > static_cast<size_t>(kDocumentsChars) ||
-            !pathIsAbsolute(request.documents) || !pathIsDirectory(request.documents)) {
-            appLogString(IDS_USAGE_DOCUMENTS, named);
-            return 0;
-        }
-        gs2_SetDocumentsFolder(request.documents);
-        return 1;
-    }
-    if (request.action != ACTION_SETUP)
+    if (request.action != ACTION_SETUP || request.documents[0])
         return 1;
     wchar_t own[MAX_PATH + 1] = L"";
-    bool found = SUCCEEDED(SHGetFolderPathW(nullptr, CSIDL_PERSONAL, nullptr, 0, own)) && pathIsDirectory(own);
-    if (!found || sysIsServiceAccount()) {
+    gs2_GetDocumentsFolder(own);
+    if (!own[0] || !pathIsDirectory(own) || sysIsServiceAccount()) {
         appLogString(IDS_NO_DOCUMENTS, own[0] ? own : L"(none)");
         return 0;
     }
     return 1;
+}
+
+// The response file that the port's Arguments name must be there and readable, else no job
+// ever becomes a PDF. With `outputToo`, the folder its -sOutputFile names must exist as well.
+int checkResponseFile(bool outputToo)
+{
+    wchar_t arguments[PORT_ARGUMENT_CHARS], rsp[PATH_BUFFER], output[PATH_BUFFER + 64];
+    gs2_ReadPortText(kPdfPortName, L"Arguments", arguments, PORT_ARGUMENT_CHARS);
+    gs2_RspPathOfArguments(arguments, rsp, PATH_BUFFER);
+    appLogLine(L"Response file: %s", rsp);
+    DWORD error = ERROR_SUCCESS;
+    if (!rsp[0]) {
+        appLogLine(L"The port's Arguments name no response file: no PDF can come out.");
+        return EXIT_NO_RESPONSE_FILE;
+    }
+    if (!gs2_ReadRspOutput(rsp, output, PATH_BUFFER + 64, &error)) {
+        dbg_TraceError(pathIsAbsence(error) ? L"The response file is missing: no PDF can come out"
+                                      : L"The response file cannot be read: no PDF can come out",
+                 error);
+        return EXIT_NO_RESPONSE_FILE;
+    }
+    if (!outputToo || !output[0])
+        return EXIT_DONE;
+    appLogLine(L"PDF output: %s", output);
+    // A pipe, standard output or a relative name names no folder that can be looked at here.
+    wchar_t *separator = wcsrchr(output, L'\\');
+    if (!pathIsAbsolute(output) || !separator || output[0] == L'%' || output[0] == L'|') {
+        appLogLine(L"The PDF output is not a file in a named folder; its folder is not checked.");
+        return EXIT_DONE;
+    }
+    separator[separator == output + 2 ? 1 : 0] = L'\0';  // "C:\x.pdf" keeps its root
+    DWORD attributes = 0;
+    error = pathProbe(output, &attributes);
+    if (error == ERROR_SUCCESS && !(attributes & FILE_ATTRIBUTE_DIRECTORY))
+        error = ERROR_DIRECTORY;
+    if (error != ERROR_SUCCESS) {
+        wchar_t what[PATH_BUFFER + 96];
+        _snwprintf(what, PATH_BUFFER + 96, L"The folder %s for the PDF %s", output,
+                   pathIsAbsence(error) ? L"does not exist" : L"cannot be used");
+        what[PATH_BUFFER + 95] = L'\0';
+        dbg_TraceError(what, error);
+        return EXIT_NO_OUTPUT_FOLDER;
+    }
+    return EXIT_DONE;
 }
 
 int runSetup(const ActionRequest &request)
@@ -86,16 +149,62 @@ int runSetup(const ActionRequest &request)
         return EXIT_DRIVER_REFUSED;
     }
     gs2_AutoSetupTessaloomPDF(nullptr, request.driver, 0);
-    SetupOutcome outcome = gs2_LastSetupOutcome();
-    for (const OutcomeExit &row : kSetupExits)
-        if (row.outcome == outcome && row.code != EXIT_DONE)
-            return row.code;
+    if (gs2_LastSetupOutcome() == SETUP_PRINTER_FAILED)
+        gs2_TraceDriverState();
+    int code = exitOf(gs2_LastSetupOutcome());
+    if (code != EXIT_DONE)
+        return code;
     // The same check the window makes before it announces success.
-    return gs2_IsPdfPrinterInstalled() && splIsPrinterOnPort(kPdfPrinterName, kPdfPortName) ? EXIT_DONE
-                                                                                            : EXIT_PRINTER_FAILED;
+    if (!gs2_IsPdfPrinterInstalled() || !splIsPrinterOnPort(kPdfPrinterName, kPdfPortName))
+        return EXIT_PRINTER_FAILED;
+    return checkResponseFile(false);
 }
 
-// Components, then the port, then the printer; nothing is created or changed on the way.
+int checkSpooler()
+{
+    DWORD error = ERROR_SUCCESS;
+    SpoolerState state = splQueryService(&error);
+    if (state == SPL_RUNNING)
+        return EXIT_DONE;
+    if (state == SPL_UNKNOWN)
+        dbg_TraceError(L"Print Spooler service cannot be queried", error);
+    else
+        appLogLine(state == SPL_DISABLED ? L"Print Spooler service is disabled." : L"Print Spooler service is stopped.");
+    return EXIT_SPOOLER;
+}
+
+// The spooler hands jobs to the port only when it has RedMon's monitor loaded and lists the port.
+int checkMonitorAndPort()
+{
+    DWORD error = ERROR_SUCCESS;
+    if (!splIsMonitorLoaded(kRedirectedPortMonitor, &error)) {
+        dbg_TraceError(L"The Print Spooler has no Redirected Port monitor loaded", error);
+        return EXIT_NO_MONITOR;
+    }
+    int known = splIsPortKnown(kPdfPortName);
+    if (known == 1)
+        return EXIT_DONE;
+    if (known < 0)
+        dbg_TraceError(L"The Print Spooler cannot list its ports", GetLastError());
+    else
+        appLogLine(L"The Print Spooler does not list the port %s.", kPdfPortName);
+    return EXIT_PORT_NOT_LISTED;
+}
+
+// Windows' ransomware protection may stop Ghostscript writing into Documents; only printing can
+// tell for sure, so this is said, not judged.
+void noteFolderAccess(const wchar_t *command)
+{
+    if (machFolderAccessBlocks(command))
+        appLogLine(L"Controlled folder access is on and %s is not among its allowed applications: Windows may stop "
+                   L"Ghostscript writing the PDF into Documents. Allow it in Windows Security (Virus & threat "
+                   L"protection, Ransomware protection, Allow an app through Controlled folder access), or with "
+                   L"PowerShell: Add-MpPreference -ControlledFolderAccessAllowedApplications \"%s\"",
+                   command, command);
+}
+
+// Components, the port and its values, the response file, the spooler, the monitor and the
+// printer: every link a job passes. Nothing is created or changed on the way.
 int runStatus()
 {
     wchar_t text[PORT_ARGUMENT_CHARS], expected[PORT_ARGUMENT_CHARS], console[PATH_BUFFER] = L"";
@@ -110,17 +219,19 @@ int runStatus()
     if (!ghostscript || !redMon)
         return !ghostscript && !redMon ? EXIT_NO_COMPONENTS : ghostscript ? EXIT_NO_REDMON : EXIT_NO_GHOSTSCRIPT;
 
-    if (!gs2_RedirectedPortExists(kPdfPortName)) {
+    LONG probe = gs2_ProbeRedirectedPort(kPdfPortName);
+    if (probe == ERROR_FILE_NOT_FOUND) {
         appLogLine(L"Port %s not registered", kPdfPortName);
         return EXIT_PORT_DIFFERS;
+    }
+    if (probe != ERROR_SUCCESS) {
+        dbg_TraceError(L"The port's registry key cannot be read", static_cast<DWORD>(probe));
+        return EXIT_UNEXPECTED;
     }
     appLogLine(L"Port %s", kPdfPortName);
     gs2_TracePortValues(kPdfPortName);
     int same = 1;
     gs2_ReadPortText(kPdfPortName, L"Arguments", text, PORT_ARGUMENT_CHARS);
-    const wchar_t *rsp = wcsstr(text, L"@\"");
-    const wchar_t *rspEnd = rsp ? wcschr(rsp + 2, L'"') : nullptr;
-    appLogLine(L"Response file: %.*s", rspEnd ? static_cast<int>(rspEnd - rsp - 2) : 0, rsp ? rsp + 2 : L"");
     gs2_BuildPortArguments(0, expected);
     if (wcscmp(text, expected) != 0) {
         appLogLine(L"Arguments differ from what a setup writes now: %s", expected);
@@ -133,6 +244,14 @@ int runStatus()
     }
     if (!same)
         return EXIT_PORT_DIFFERS;
+    noteFolderAccess(console);
+    int code = checkResponseFile(true);
+    if (code == EXIT_DONE)
+        code = checkSpooler();
+    if (code == EXIT_DONE)
+        code = checkMonitorAndPort();
+    if (code != EXIT_DONE)
+        return code;
 
     wchar_t port[PATH_BUFFER], driver[PATH_BUFFER];
     if (!gs2_IsPrinterInstalled(kPdfPrinterName) ||
@@ -173,8 +292,11 @@ int runLocked(const ActionRequest &request)
             taken = lockTakeSetup(nullptr, lockWaitMs(), &lock);
         }
         if (taken != LOCK_TAKEN) {
-            if (taken == LOCK_FAILED)
-                appLogLine(L"The lock %s cannot be had (error %lu).", kSetupLockName, GetLastError());
+            if (taken == LOCK_FAILED) {
+                wchar_t message[512];
+                lockFormatFailure(message, 512);
+                appLogLine(L"%s", message);
+            }
             return taken == LOCK_BUSY ? EXIT_BUSY : EXIT_UNEXPECTED;
         }
     }
@@ -203,7 +325,19 @@ int runChecked(const ActionRequest &request)
         appLogLine(L"%s", kNotAdminMessage);
         return EXIT_NOT_ADMIN;
     }
-    if (!checkDocuments(request))
+    if (!checkNamedDocuments(request))
+        return EXIT_USAGE;
+    // Machines that cannot print PDFs at all: a setup changes nothing there, a check says so.
+    // Removing what is there is always possible.
+    if (request.action != ACTION_UNINSTALL) {
+        wchar_t refusal[1024];
+        SetupOutcome outcome = gs2_FindRefusal(refusal, 1024);
+        if (outcome != SETUP_DONE) {
+            appLogLine(L"%s", refusal);
+            return exitOf(outcome);
+        }
+    }
+    if (!checkOwnDocuments(request))
         return EXIT_USAGE;
     // A check and a removal must leave a machine without our keys and folders as it was.
     appSetLookOnly(request.action != ACTION_SETUP);
@@ -223,7 +357,7 @@ int appRunAction(const wchar_t *commandLine)
     appStartActionLog(request.log);
     appLogLine(L"Command line: %s", commandLine);
     int code = runChecked(request);
-    appEndActionLog(code);
+    appEndActionLog(code, code == EXIT_BUSY ? IDS_EXIT_BUSY : IDS_EXIT_FIRST + static_cast<UINT>(code));
     msgSetSink(nullptr);
     appSetWindowless(0);
     appSetLookOnly(0);

@@ -21,7 +21,17 @@ enum ActionExit {
     EXIT_PORT_DIFFERS = 11,
     EXIT_PRINTER_MISSING = 12,
     EXIT_REMOVE_FAILED = 13,
-    EXIT_BUSY = 14,
+    EXIT_NO_RESPONSE_FILE = 14,
+    EXIT_NO_OUTPUT_FOLDER = 15,
+    EXIT_SPOOLER = 16,
+    EXIT_NO_MONITOR = 17,
+    EXIT_PORT_NOT_LISTED = 18,
+    EXIT_PROTECTED_PRINT = 19,
+    EXIT_ARM64 = 20,
+    EXIT_REMOTE_FOLDER = 21,
+    EXIT_LAST_NUMBERED = 21,
+    // ERROR_INSTALL_ALREADY_RUNNING: deployment tools retry exactly this code.
+    EXIT_BUSY = 1618,
 };
 
 // -1 when the command line is not an unattended one (the window opens as always); else the run's

@@ -10,6 +10,7 @@
 #include "detect/locations.h"
 #include "setup/autosetup.h"
 #include "diag/datawin.h"
+#include "diag/trace.h"
 #include "res/resource.h"
 #include "support/appstate.h"
 #include "support/dlg.h"
@@ -188,14 +189,30 @@ int appOnCommand(WPARAM command)
         // A successful setup with the printer present ends the program. Another setup (this
         // program run by a deployment tool, say) is waited for with the window alive; when it
         // goes on too long, nothing is changed.
+        // A machine where no PDF can ever come out is refused first, with nothing changed.
+        wchar_t refusal[1024];
+        if (gs2_FindRefusal(refusal, 1024) != SETUP_DONE) {
+            msgErrorBox(g_mainWindow, refusal);
+            dbg_TraceLine(L"[gs2_AutoSetupTessaloomPDF] %s", refusal);
+            break;
+        }
         g_setupRunning = true;
         HANDLE lock = nullptr;
-        if (lockTakeSetup(g_mainWindow, lockWaitMs(), &lock) == LOCK_BUSY) {
+        LockResult taken = lockTakeSetup(g_mainWindow, lockWaitMs(), &lock);
+        if (taken != LOCK_TAKEN) {
             g_setupRunning = false;
-            msgMessageBoxId(g_mainWindow, IDS_SETUP_BUSY, MB_ICONWARNING);
+            if (taken == LOCK_BUSY) {
+                msgMessageBoxId(g_mainWindow, IDS_SETUP_BUSY, MB_ICONWARNING);
+            } else {
+                lockFormatFailure(refusal, 1024);
+                msgErrorBox(g_mainWindow, refusal);
+                dbg_TraceLine(L"%s", refusal);
+            }
             break;
         }
         UINT done = gs2_AutoSetupTessaloomPDF(g_mainWindow, L"", 1);
+        if (gs2_LastSetupOutcome() == SETUP_PRINTER_FAILED)
+            gs2_TraceDriverState();
         lockRelease(lock);
         g_setupRunning = false;
         if (done) {

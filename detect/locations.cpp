@@ -40,6 +40,8 @@ void documentsFolder(wchar_t *out)
 
 void gs2_SetDocumentsFolder(const wchar_t *folder) { strCopyN(g_documents, folder ? folder : L"", MAX_PATH); }
 
+void gs2_GetDocumentsFolder(wchar_t *out) { documentsFolder(out); }
+
 // In a look-only run nothing is created: a folder that could be made counts as there, so that
 // the paths come out as a setup would write them.
 int gs2_EnsureFolder(const wchar_t *path)
@@ -47,7 +49,7 @@ int gs2_EnsureFolder(const wchar_t *path)
     if (pathIsDirectory(path))
         return 1;
     if (appIsLookOnly())
-        return GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES ? 1 : 0;
+        return pathIsAbsence(pathProbe(path, nullptr));
     if (GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES) {
         // A file stands where the folder belongs. The message has no text on purpose.
         wchar_t message[512];

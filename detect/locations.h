@@ -8,6 +8,8 @@ extern const wchar_t kRspFileName[];     // "tl2pdf.rsp"
 int gs2_GetDataFolder(wchar_t *out);
 // Replaces the account's own Documents folder for the rest of the run ("" restores it).
 void gs2_SetDocumentsFolder(const wchar_t *folder);
+// The Documents folder the data folder goes into: the named one, else the account's own (MAX_PATH + 1).
+void gs2_GetDocumentsFolder(wchar_t *out);
 int gs2_EnsureFolder(const wchar_t *path);
 int gs2_GetRspFilePath(wchar_t *out);
 int gs2_DataPathsFit(wchar_t *folder, int capacity);

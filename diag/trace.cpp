@@ -20,6 +20,7 @@ const wchar_t kTraceFileName[] = L"~tlpdf_dbg.txt";
 namespace {
 
 int g_debugMode;
+int g_silent;  // nothing is written anywhere: an unattended run without a log
 int g_traceDepth;
 wchar_t g_traceFile[PATH_BUFFER];  // a log named by the caller, instead of the data folder's file
 bool g_writing;
@@ -43,6 +44,8 @@ int dbg_IsDebugMode() { return g_debugMode; }
 
 void dbg_SetTraceFile(const wchar_t *path) { strCopyN(g_traceFile, path ? path : L"", PATH_CHARS); }
 
+void dbg_SetSilent(int on) { g_silent = on; }
+
 void dbg_GetTraceFilePath(wchar_t *out)
 {
     if (g_traceFile[0]) {
@@ -60,7 +63,7 @@ void dbg_WriteTrace(const wchar_t *text, int addNewLine, int indent)
 {
     // A file that cannot be written is reported by the file layer; where that report is traced
     // (a run without windows), it must not come back here.
-    if (!text || !*text || g_writing)
+    if (!text || !*text || g_writing || g_silent)
         return;
     LastErrorKeeper keeper;
     wchar_t path[PATH_BUFFER];

@@ -10,6 +10,8 @@ int dbg_IsDebugMode();
 void dbg_GetTraceFilePath(wchar_t *out);
 // Sends the trace to another file for the rest of the run ("" restores the data folder's).
 void dbg_SetTraceFile(const wchar_t *path);
+// Writes nothing at all while on, whatever else asks for a line.
+void dbg_SetSilent(int on);
 void dbg_WriteTrace(const wchar_t *text, int addNewLine, int indent);
 // In debug mode only: formats one line and writes it with a line end, indented.
 void dbg_TraceLine(const wchar_t *format, ...);

@@ -81,9 +81,16 @@
 
 #define IDS_PROGRESS_CAPTION        15020
 
-// Unattended actions (-SETUP, -STATUS, -UNINSTALL). The meaning of exit code N is
-// IDS_EXIT_FIRST + N; the log's last line names it.
-#define IDS_EXIT_FIRST              15100   // 15100..15114: exit codes 0..14
+// Machines where PDF output cannot work: refused before anything is changed.
+#define IDS_PROTECTED_PRINT_REFUSED 14964   // the policy "Configure Windows protected print" is on
+#define IDS_ARM64_REFUSED           14965   // Windows on ARM64: RedMon has no monitor for it
+#define IDS_REMOTE_FOLDER_REFUSED   14966   // the Documents folder is on a network path
+#define IDS_LOCK_FAILED             14967   // the setup lock cannot be created at all
+
+// Unattended actions (-SETUP, -STATUS, -UNINSTALL). The meaning of exit code N (0..21) is
+// IDS_EXIT_FIRST + N, that of 1618 IDS_EXIT_BUSY; the log's last line names it.
+#define IDS_EXIT_FIRST              15140   // 15140..15161: exit codes 0..21
+#define IDS_EXIT_BUSY               15199   // exit code 1618
 #define IDS_USAGE_BRACKET           15120
 #define IDS_USAGE_UNKNOWN           15121
 #define IDS_USAGE_SOURCE_TARGET     15122

@@ -3,6 +3,7 @@
 #include <cwchar>
 #include "detect/gs.h"
 #include "detect/locations.h"
+#include "detect/machine.h"
 #include "detect/printers.h"
 #include "detect/redmon.h"
 #include "diag/trace.h"
@@ -144,6 +145,48 @@ int gs2_UseSecondPdfPrinter() { return 0; }
 const wchar_t *gs2_CurrentPdfDriverName() { return g_currentDriver; }
 
 SetupOutcome gs2_LastSetupOutcome() { return g_outcome; }
+
+// "Printer could not be installed" comes with its likely reason: the installer adds the driver
+// for the machine's own environment, which is what the 32-bit program must ask about under WOW64.
+void gs2_TraceDriverState()
+{
+    if (!dbg_IsDebugMode())
+        return;
+    const wchar_t *driver = g_currentDriver;
+    const wchar_t *environment = sysIs64Bit() ? L"Windows x64" : L"Windows NT x86";
+    int installed = splIsDriverInstalled(driver, environment);
+    if (installed < 0)
+        dbg_TraceError(L"The spooler cannot list its printer drivers", GetLastError());
+    else if (installed)
+        dbg_TraceLine(L"Driver \"%s\" is installed for %s.", driver, environment);
+    else
+        dbg_TraceLine(L"Driver \"%s\" is not installed for %s: the printer installer could not add it (is it one "
+                      L"that ntprint.inf offers?).", driver, environment);
+}
+
+
+// Each of these leaves a printer that never prints: Windows protected print removes it and
+// loads no port monitor, the ARM64 spooler loads no x86 or x64 monitor, and Ghostscript (run
+// by the spooler's account) cannot write to the user's share.
+SetupOutcome gs2_FindRefusal(wchar_t *message, int capacity)
+{
+    message[0] = L'\0';
+    if (machIsProtectedPrintOn()) {
+        resLoadString(nullptr, IDS_PROTECTED_PRINT_REFUSED, message, capacity);
+        return SETUP_PROTECTED_PRINT;
+    }
+    if (machIsArm64()) {
+        resLoadString(nullptr, IDS_ARM64_REFUSED, message, capacity);
+        return SETUP_ARM64;
+    }
+    wchar_t documents[MAX_PATH + 1];
+    gs2_GetDocumentsFolder(documents);
+    if (machIsRemotePath(documents)) {
+        resFormatString(message, capacity, IDS_REMOTE_FOLDER_REFUSED, documents);
+        return SETUP_REMOTE_FOLDER;
+    }
+    return SETUP_DONE;
+}
 
 UINT gs2_AutoSetupTessaloomPDF(HWND owner, const wchar_t *driver, int interactive)
 {

@@ -16,8 +16,16 @@ enum SetupOutcome {
     SETUP_SPOOLER_REFUSED,
     SETUP_PORT_FAILED,
     SETUP_PRINTER_FAILED,
+    SETUP_PROTECTED_PRINT,
+    SETUP_ARM64,
+    SETUP_REMOTE_FOLDER,
 };
 SetupOutcome gs2_LastSetupOutcome();
+// A machine where PDF output cannot work, found before anything is changed: SETUP_DONE when
+// there is none, else the refusal with its text in `message`.
+// After a failed install: whether the chosen driver is installed for the machine's environment.
+void gs2_TraceDriverState();
+SetupOutcome gs2_FindRefusal(wchar_t *message, int capacity);
 void gs2_ChooseDriverName(wchar_t *out);
 void gs2_SetPdfPrinterName(const wchar_t *driver, wchar_t *out);
 void gs2_GetPdfPrinterName(wchar_t *out);

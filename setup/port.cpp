@@ -8,6 +8,7 @@
 #include "support/err.h"
 #include "support/handles.h"
 #include "support/path.h"
+#include "support/str.h"
 
 const wchar_t kPortsKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected Port\\Ports";
 const wchar_t kPdfPortName[] = L"TessaloomPDF:";
@@ -102,6 +103,8 @@ void gs2_AddPortThroughMonitor(const wchar_t *port)
     }
     line[255] = L'\0';
     dbg_TraceError(line, status);
+    if (status == ERROR_NOT_SUPPORTED)
+        dbg_TraceLine(L"Windows protected print is the likely cause: while it is on, no port monitor is loaded.");
 }
 
 void gs2_TraceRegResult(const wchar_t *name, LONG status)
@@ -178,15 +181,41 @@ int gs2_RedirectedPortExists(const wchar_t *port)
     return RegOpenKeyExW(ports.get(), port, 0, KEY_QUERY_VALUE, key.out()) == ERROR_SUCCESS ? 1 : 0;
 }
 
+// ERROR_SUCCESS when the port's key is there, ERROR_FILE_NOT_FOUND when it is not; any other
+// answer (access denied, say) is a key that cannot be looked at, which is neither.
+LONG gs2_ProbeRedirectedPort(const wchar_t *port)
+{
+    wchar_t path[PATH_BUFFER + 128];
+    _snwprintf(path, PATH_BUFFER + 128, L"%s\\%s", kPortsKey, port);
+    path[PATH_BUFFER + 127] = L'\0';
+    ScopedHKey key;
+    LONG status = RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_QUERY_VALUE, key.out());
+    return status == ERROR_PATH_NOT_FOUND ? ERROR_FILE_NOT_FOUND : status;
+}
+
 int gs2_DeleteRedirectedPort(const wchar_t *port)
 {
     if (!gs2_RedirectedPortExists(port))
         return 1;
-    ScopedHKey ports;
-    if (createKey(HKEY_LOCAL_MACHINE, kPortsKey, KEY_ALL_ACCESS, ports.out()) != ERROR_SUCCESS)
-        return 0;
-    LONG status = RegDeleteKeyW(ports.get(), port);
+    LONG status = gs2_DeleteRedirectedPortKey(port);
     return status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND ? 1 : 0;
+}
+
+LONG gs2_DeleteRedirectedPortKey(const wchar_t *port)
+{
+    ScopedHKey ports;
+    LONG status = createKey(HKEY_LOCAL_MACHINE, kPortsKey, KEY_ALL_ACCESS, ports.out());
+    return status == ERROR_SUCCESS ? RegDeleteKeyW(ports.get(), port) : status;
+}
+
+// The response file after the at sign of `@"<path>" ...`; "" when the value names none.
+void gs2_RspPathOfArguments(const wchar_t *arguments, wchar_t *out, int capacity)
+{
+    out[0] = L'\0';
+    const wchar_t *rsp = wcsstr(arguments, L"@\"");
+    const wchar_t *end = rsp ? wcschr(rsp + 2, L'"') : nullptr;
+    if (end && end - rsp - 2 < capacity)
+        strCopyN(out, rsp + 2, static_cast<int>(end - rsp - 2));
 }
 
 int gs2_ReadPortText(const wchar_t *port, const wchar_t *name, wchar_t *out, int capacity)
@@ -242,13 +271,23 @@ int gs2_RemoveRedirectedPort(const wchar_t *port)
             dbg_TraceLine(L"Port %s deleted through the %s monitor.", port, kRedirectedPortMonitor);
         }
     }
-    if (gs2_RedirectedPortExists(port)) {
-        if (gs2_DeleteRedirectedPort(port) && !gs2_RedirectedPortExists(port)) {
+    LONG status = gs2_ProbeRedirectedPort(port);
+    if (status == ERROR_SUCCESS) {
+        status = gs2_DeleteRedirectedPortKey(port);
+        LONG after = gs2_ProbeRedirectedPort(port);
+        if (after == ERROR_FILE_NOT_FOUND) {
             dbg_TraceLine(L"Registry key of port %s removed.", port);
-        } else {
-            dbg_TraceLine(L"Registry key of port %s could not be removed.", port);
-            removed = 0;
+            status = ERROR_FILE_NOT_FOUND;
+        } else if (status == ERROR_SUCCESS) {
+            status = after == ERROR_SUCCESS ? ERROR_CANTWRITE : after;  // deleted, yet still there
         }
+    }
+    if (status != ERROR_FILE_NOT_FOUND) {
+        wchar_t what[128];
+        _snwprintf(what, 128, L"Registry key of port %s could not be removed", port);
+        what[127] = L'\0';
+        dbg_TraceError(what, static_cast<DWORD>(status));
+        removed = 0;
     }
     return removed;
 }

@@ -14,6 +14,9 @@ int gs2_BuildPortArguments(DWORD outputMode, wchar_t *out);
 void gs2_AddPortThroughMonitor(const wchar_t *port);
 int gs2_RedirectedPortExists(const wchar_t *port);
 int gs2_DeleteRedirectedPort(const wchar_t *port);
+LONG gs2_ProbeRedirectedPort(const wchar_t *port);
+LONG gs2_DeleteRedirectedPortKey(const wchar_t *port);
+void gs2_RspPathOfArguments(const wchar_t *arguments, wchar_t *out, int capacity);
 int gs2_RemoveRedirectedPort(const wchar_t *port);
 // A value of the port's key as text (numbers in decimal); 0 and "" when it cannot be read.
 int gs2_ReadPortText(const wchar_t *port, const wchar_t *name, wchar_t *out, int capacity);

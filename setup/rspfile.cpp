@@ -11,6 +11,7 @@
 // name by itself. One known place also means the Tessaloom program finds the PDF it just printed.
 #include "setup/rspfile.h"
 #include <cwchar>
+#include <cwctype>
 #include "detect/locations.h"
 #include "diag/trace.h"
 #include "support/handles.h"
@@ -81,4 +82,69 @@ RspResult gs2_WriteDefaultRspFile(wchar_t *rspPath)
     dbg_TraceLine(L"Response file written: %s", path);
     dbg_TraceLine(L"\tPDF output: %s", pdf);
     return RSP_WRITTEN;
+}
+
+namespace {
+
+// Ghostscript's own reading of an @file: blanks and line ends separate the arguments, double
+// quotes group and are removed.
+void nextArgument(const wchar_t **cursor, wchar_t *out, int capacity)
+{
+    const wchar_t *p = *cursor;
+    while (*p && iswspace(*p))
+        p++;
+    int n = 0;
+    bool quoted = false;
+    for (; *p && (quoted || !iswspace(*p)); p++) {
+        if (*p == L'"')
+            quoted = !quoted;
+        else if (n < capacity - 1)
+            out[n++] = *p;
+    }
+    out[n] = L'\0';
+    *cursor = p;
+}
+
+}  // namespace
+
+// The last -sOutputFile=... or -o ... wins, as on Ghostscript's command line. The name comes
+// back as Ghostscript opens it: "%%" is one "%", slashes are the system's separators.
+int gs2_ReadRspOutput(const wchar_t *path, wchar_t *output, int capacity, DWORD *error)
+{
+    output[0] = L'\0';
+    ScopedHandle file(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                  OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    static char bytes[kRspBytes * 16];
+    DWORD read = 0;
+    if (!file || !ReadFile(file.get(), bytes, sizeof(bytes) - 1, &read, nullptr)) {
+        *error = GetLastError();
+        return 0;
+    }
+    *error = ERROR_SUCCESS;
+    static wchar_t text[kRspBytes * 16];
+    int chars = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes, static_cast<int>(read), text, kRspBytes * 16 - 1);
+    if (chars <= 0 && read)
+        chars = MultiByteToWideChar(CP_ACP, 0, bytes, static_cast<int>(read), text, kRspBytes * 16 - 1);
+    text[chars > 0 ? chars : 0] = L'\0';
+    wchar_t argument[kPdfPathChars * 2];
+    bool takeNext = false;
+    for (const wchar_t *cursor = text; *cursor;) {
+        nextArgument(&cursor, argument, kPdfPathChars * 2);
+        const wchar_t *name = nullptr;
+        if (takeNext)
+            name = argument;
+        else if (wcsncmp(argument, L"-sOutputFile=", 13) == 0)
+            name = argument + 13;
+        takeNext = wcscmp(argument, L"-o") == 0;
+        if (!name)
+            continue;
+        int n = 0;
+        for (const wchar_t *p = name; *p && n < capacity - 1; p++) {
+            output[n++] = *p == L'/' ? L'\\' : *p;
+            if (p[0] == L'%' && p[1] == L'%')
+                p++;
+        }
+        output[n] = L'\0';
+    }
+    return 1;
 }

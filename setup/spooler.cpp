@@ -53,6 +53,17 @@ bool waitRunning(SC_HANDLE service, DWORD limitMs)
     }
 }
 
+// The monitor's configuration object, or null with the last error set.
+HANDLE openMonitor(const wchar_t *monitor)
+{
+    wchar_t object[128];
+    _snwprintf(object, 128, L",XcvMonitor %s", monitor);
+    object[127] = L'\0';
+    PRINTER_DEFAULTSW defaults = {nullptr, nullptr, SERVER_ACCESS_ADMINISTER};
+    HANDLE xcv = nullptr;
+    return sysOpenPrinterW(object, &xcv, &defaults) ? xcv : nullptr;
+}
+
 }  // namespace
 
 // The spooler builds its list of ports when it starts, and printui talks to it: a stopped
@@ -94,6 +105,36 @@ SpoolerState splEnsureServiceRunning()
     return SPL_STARTED;
 }
 
+// The service as it is, started by nobody: a check must not change what it reports on.
+SpoolerState splQueryService(DWORD *error)
+{
+    *error = ERROR_SUCCESS;
+    ScopedService manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+    ScopedService service;
+    if (manager)
+        service.reset(OpenServiceW(manager.get(), kSpoolerService, SERVICE_QUERY_STATUS | SERVICE_QUERY_CONFIG));
+    if (!service) {
+        *error = GetLastError();
+        return SPL_UNKNOWN;
+    }
+    if (serviceState(service.get()) == SERVICE_RUNNING)
+        return SPL_RUNNING;
+    return isDisabled(service.get()) ? SPL_DISABLED : SPL_STOPPED;
+}
+
+// The spooler answers the monitor's configuration object only when it has loaded the monitor.
+int splIsMonitorLoaded(const wchar_t *monitor, DWORD *error)
+{
+    HANDLE xcv = openMonitor(monitor);
+    if (!xcv) {
+        *error = GetLastError();
+        return 0;
+    }
+    sysClosePrinter(xcv);
+    *error = ERROR_SUCCESS;
+    return 1;
+}
+
 int splIsPortKnown(const wchar_t *port)
 {
     DWORD needed = 0, returned = 0;
@@ -115,15 +156,29 @@ int splIsPortKnown(const wchar_t *port)
     return known;
 }
 
+int splIsDriverInstalled(const wchar_t *driver, const wchar_t *environment)
+{
+    wchar_t *env = const_cast<wchar_t *>(environment);
+    DWORD needed = 0, returned = 0;
+    if (!sysEnumPrinterDriversW(env, 1, nullptr, 0, &needed, &returned) && GetLastError() != ERROR_INSUFFICIENT_BUFFER)
+        return -1;
+    BYTE *records = needed ? static_cast<BYTE *>(calloc(needed, 1)) : nullptr;
+    int installed = needed ? -1 : 0;
+    if (records && sysEnumPrinterDriversW(env, 1, records, needed, &needed, &returned)) {
+        const DRIVER_INFO_1W *info = reinterpret_cast<const DRIVER_INFO_1W *>(records);
+        installed = 0;
+        for (DWORD i = 0; i < returned && !installed; i++)
+            installed = info[i].pName && _wcsicmp(info[i].pName, driver) == 0;
+    }
+    free(records);
+    return installed;
+}
+
 // The port name goes with its terminator, as the monitors' own configuration dialogs send it.
 int splMonitorPortCall(const wchar_t *monitor, const wchar_t *command, const wchar_t *port, DWORD *status)
 {
-    wchar_t object[128];
-    _snwprintf(object, 128, L",XcvMonitor %s", monitor);
-    object[127] = L'\0';
-    PRINTER_DEFAULTSW defaults = {nullptr, nullptr, SERVER_ACCESS_ADMINISTER};
-    HANDLE xcv = nullptr;
-    if (!sysOpenPrinterW(object, &xcv, &defaults)) {
+    HANDLE xcv = openMonitor(monitor);
+    if (!xcv) {
         *status = GetLastError();
         return 0;
     }

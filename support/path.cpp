@@ -273,6 +273,21 @@ int pathFileExists(const wchar_t *path)
     return (findAttributes(path, &attributes) && !(attributes & FILE_ATTRIBUTE_DIRECTORY)) ? 1 : 0;
 }
 
+DWORD pathProbe(const wchar_t *path, DWORD *attributes)
+{
+    DWORD found = path && *path ? GetFileAttributesW(path) : INVALID_FILE_ATTRIBUTES;
+    if (attributes)
+        *attributes = found;
+    if (found != INVALID_FILE_ATTRIBUTES)
+        return ERROR_SUCCESS;
+    DWORD error = path && *path ? GetLastError() : ERROR_PATH_NOT_FOUND;
+    return error == ERROR_SUCCESS ? ERROR_GEN_FAILURE : error;
+}
+
+// Only these two say that nothing is there; access denied, a sharing violation or a file where
+// a folder of the path belongs (ERROR_DIRECTORY, ERROR_INVALID_NAME) say that something is.
+int pathIsAbsence(DWORD error) { return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND; }
+
 // FindFirstFileW finds no entry for "dir\", so the trailing backslash goes before the probe.
 int pathIsDirectory(const wchar_t *path)
 {

@@ -26,6 +26,10 @@ int pathTempFolder(wchar_t *out);
 int pathModuleFile(HMODULE module, wchar_t *out);
 int pathNativeSystemFolder(wchar_t *out);  // Sysnative under WOW64, else the system folder
 
+// ERROR_SUCCESS with the attributes when something is at the path, else the error that says why not.
+DWORD pathProbe(const wchar_t *path, DWORD *attributes);
+// 1 when an error means "nothing there" (file or path not found), 0 when it means a failure.
+int pathIsAbsence(DWORD error);
 int pathFileExists(const wchar_t *path);
 int pathIsDirectory(const wchar_t *path);
 int pathDeleteFile(const wchar_t *path);

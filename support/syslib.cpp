@@ -20,6 +20,7 @@ typedef BOOL(WINAPI *OpenPrinterFn)(wchar_t *, HANDLE *, PRINTER_DEFAULTSW *);
 typedef BOOL(WINAPI *ClosePrinterFn)(HANDLE);
 typedef BOOL(WINAPI *GetPrinterFn)(HANDLE, DWORD, BYTE *, DWORD, DWORD *);
 typedef BOOL(WINAPI *EnumPortsFn)(wchar_t *, DWORD, BYTE *, DWORD, DWORD *, DWORD *);
+typedef BOOL(WINAPI *EnumPrinterDriversFn)(wchar_t *, wchar_t *, DWORD, BYTE *, DWORD, DWORD *, DWORD *);
 typedef BOOL(WINAPI *XcvDataFn)(HANDLE, const wchar_t *, BYTE *, DWORD, BYTE *, DWORD, DWORD *, DWORD *);
 
 bool g_searchSystem32;  // SetDefaultDllDirectories took effect
@@ -150,4 +151,10 @@ BOOL sysXcvDataW(HANDLE xcv, const wchar_t *dataName, BYTE *input, DWORD inputSi
 {
     auto fn = spoolerEntry<XcvDataFn>("XcvDataW");
     return fn ? fn(xcv, dataName, input, inputSize, output, outputSize, needed, status) : FALSE;
+}
+
+BOOL sysEnumPrinterDriversW(wchar_t *environment, DWORD level, BYTE *buffer, DWORD size, DWORD *needed, DWORD *returned)
+{
+    auto fn = spoolerEntry<EnumPrinterDriversFn>("EnumPrinterDriversW");
+    return fn ? fn(nullptr, environment, level, buffer, size, needed, returned) : FALSE;
 }

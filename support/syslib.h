@@ -26,5 +26,6 @@ BOOL sysOpenPrinterW(wchar_t *name, HANDLE *printer, PRINTER_DEFAULTSW *defaults
 BOOL sysClosePrinter(HANDLE printer);
 BOOL sysGetPrinterW(HANDLE printer, DWORD level, BYTE *buffer, DWORD size, DWORD *needed);
 BOOL sysEnumPortsW(wchar_t *name, DWORD level, BYTE *buffer, DWORD size, DWORD *needed, DWORD *returned);
+BOOL sysEnumPrinterDriversW(wchar_t *environment, DWORD level, BYTE *buffer, DWORD size, DWORD *needed, DWORD *returned);
 BOOL sysXcvDataW(HANDLE xcv, const wchar_t *dataName, BYTE *input, DWORD inputSize, BYTE *output, DWORD outputSize,
                  DWORD *needed, DWORD *status);

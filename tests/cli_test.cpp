@@ -1,18 +1,23 @@
 // Unattended runs of the real program: exit codes, the log, what each action leaves on the
 // machine, that no window appears, and the lock that keeps two setups apart.
+#include <windows.h>
+#include <sddl.h>
 #include <gtest/gtest.h>
 #include <functional>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
+#include "app/actionline.h"
 #include "app/actions.h"
 #include "app/identity.h"
 #include "app/window.h"
 #include "detect/gs.h"
+#include "detect/machine.h"
 #include "res/resource.h"
 #include "setup/autosetup.h"
 #include "setup/port.h"
+#include "setup/rspfile.h"
 #include "support/appstate.h"
 #include "support/setuplock.h"
 #include "support/sys.h"
@@ -101,6 +106,7 @@ protected:
         DeleteFileW(testkit::customisationPath().c_str());
         components(true, true);
         ASSERT_TRUE(testkit::installStandIn());
+        ASSERT_TRUE(testkit::startSpooler());
     }
     void TearDown() override
     {
@@ -116,6 +122,11 @@ protected:
     {
         testkit::installGhostscript(ghostscript);
         testkit::installRedMon(redmon);
+        // RedMon as the spooler knows it: the stand-in monitor, with no port yet.
+        if (redmon)
+            testkit::installMonitor();
+        else
+            testkit::removeMonitor();
         gs2_ResetForTest();
     }
 };
@@ -129,8 +140,8 @@ TEST_F(Cli, RemovesWhatTheButtonSetsUpAndSetsItUpAlike)
     const std::wstring button = machineState();
 
     Outcome removed = run(L"-UNINSTALL");
-    expectRun(removed, 0, L"\r\nPrinter TessaloomPDF removed.\r\nRegistry key of port TessaloomPDF: removed.\r\n"
-                          L"GSPDF_SETUP set to 0.\r\nExit code 0");
+    expectRun(removed, 0, L"\r\nPrinter TessaloomPDF removed.\r\nPort TessaloomPDF: deleted through the Redirected Port "
+                          L"monitor.\r\nGSPDF_SETUP set to 0.\r\nExit code 0");
     EXPECT_FALSE(keyExists(HKEY_LOCAL_MACHINE, kPortKey));
     EXPECT_EQ(L"<none>", printerPort());
     EXPECT_EQ(0, testkit::readRegDword(HKEY_CURRENT_USER, kSettingsKey, L"GSPDF_SETUP"));
@@ -150,8 +161,7 @@ TEST_F(Cli, RemovesWhatTheButtonSetsUpAndSetsItUpAlike)
                                 L"Output", L"ShowWindow", L"RunUser", L"Delay", L"LogFileUse", L"LogFileDebug", L"PrintError"})
         writes += L"\t\t\tRegKey: " + std::wstring(name) + L" (succeeded)\r\n";
     EXPECT_EQ(L"[gs2_AutoSetupTessaloomPDF] starts\r\n\r\n\t[gs2_AddRedirectedPortUsingRegistry] starts\r\n"
-              L"\tThe Redirected Port monitor cannot be opened; the port is written to the registry only (error 1796: "
-              L"Unknown port.)\r\n\t[Create Key (OK)] SYSTEM\\CurrentControlSet\\Control\\"
+              L"\tPort TessaloomPDF: added through the Redirected Port monitor (status 0).\r\n\t[Create Key (OK)] SYSTEM\\CurrentControlSet\\Control\\"
               L"Print\\Monitors\\Redirected Port\\Ports\r\n\r\n\t\t[f_CreatePort for Port: TessaloomPDF:] starts\r\n" +
                   writes + L"\t\t[f_CreatePort] ends. return code lretn = 0\r\n\t[gs2_AddRedirectedPortUsingRegistry] ends. "
                   L"Return code = 0\r\n\r\n\tResponse file kept as it is: " + testkit::documentsDir() +
@@ -160,7 +170,7 @@ TEST_F(Cli, RemovesWhatTheButtonSetsUpAndSetsItUpAlike)
                   L"rundll32 printui.dll,PrintUIEntry /if /m \"HP Color LaserJet 2800 Series PS\" /h[x64] /f "
                   L"%windir%\\inf\\ntprint.inf  /b \"TessaloomPDF\" /r \"TessaloomPDF:\"\r\n\t[gs2_AddPrinter_Thru_Dll] ends. "
                   L"Returns = 1\r\n[gs2_AutoSetupTessaloomPDF] Succeeded\r\n[gs2_AutoSetupTessaloomPDF] ends\r\n"
-                  L"Exit code 0: done\r\n",
+                  L"Response file: " + testkit::documentsDir() + L"\\TessaloomPDF\\tl2pdf.rsp\r\nExit code 0: done\r\n",
               steps);
     EXPECT_EQ(button, machineState());
 
@@ -185,12 +195,70 @@ TEST_F(Cli, CheckAndRemovalCreateNothing)
     const std::wstring previous = testkit::setDocuments(documents);
     expectRun(run(L"-STATUS"), 5, L"\r\nGhostscript: not found\r\nRedMon: not found\r\n");
     expectRun(run(L"-UNINSTALL"), 0);
-    testkit::restoreDocuments(previous);
+    EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW((documents + L"\\TessaloomPDF").c_str()));
     EXPECT_FALSE(keyExists(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript"));
     EXPECT_FALSE(keyExists(HKEY_LOCAL_MACHINE, kMonitorKey));
     EXPECT_FALSE(keyExists(HKEY_CURRENT_USER, L"Software\\Brindlecourt"));
-    EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW((documents + L"\\TessaloomPDF").c_str()));
+    // Without -LOG an action writes no file, and the user's own debug trace is not its log.
+    const std::wstring trace = documents + L"\\TessaloomPDF\\~tlpdf_dbg.txt";
+    CreateDirectoryW((documents + L"\\TessaloomPDF").c_str(), nullptr);
+    const std::string mine("\xFF\xFEm\0i\0n\0e\0", 10);
+    testkit::writeFile(trace, mine);
+    const std::pair<const wchar_t *, DWORD> actions[] = {{L"-STATUS", 5}, {L"-UNINSTALL", 0}, {L"-SETUP", 5}};
+    for (const auto &action : actions) {
+        testkit::Child child(testkit::binPath(L"tlpdf.exe"), action.first);
+        DWORD code = 99;
+        EXPECT_TRUE(child.waitExit(60000, &code));
+        EXPECT_EQ(action.second, code) << testing::PrintToString(std::wstring(action.first));
+    }
+    EXPECT_EQ(mine, testkit::readFile(trace));
+    EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW((documents + L"\\TessaloomPDF\\tl2pdf.rsp").c_str()));
+    testkit::removeTree(documents + L"\\TessaloomPDF");
+    testkit::restoreDocuments(previous);
     EXPECT_TRUE(testkit::standInLog().empty());
+}
+
+const wchar_t kGswin[] = L"C:\\gs\\gs9.05\\bin\\gswin32c.exe";
+std::wstring rspPath() { return testkit::documentsDir() + L"\\TessaloomPDF\\tl2pdf.rsp"; }
+
+// The whole chain as a setup leaves it, made here: the port by the program's own writer (the
+// monitor learns of it), the default response file, the printer on `printerPortName`.
+void ready(const wchar_t *printerPortName = L"TessaloomPDF:")
+{
+    gs2_AddRedirectedPortUsingRegistry(nullptr, L"TessaloomPDF:", kGswin);
+    DeleteFileW(rspPath().c_str());
+    gs2_WriteDefaultRspFile(nullptr);
+    testkit::addPrinter(L"TessaloomPDF", printerPortName);
+}
+
+// A policy value in the machine's own (64-bit) registry view; a null name removes the key.
+void policy(const wchar_t *path, const wchar_t *name, DWORD value = 1)
+{
+    HKEY key;
+    if (!name) {
+        RegDeleteKeyExW(HKEY_LOCAL_MACHINE, path, KEY_WOW64_64KEY, 0);
+    } else if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, path, 0, nullptr, 0, KEY_ALL_ACCESS | KEY_WOW64_64KEY, nullptr, &key,
+                               nullptr) == ERROR_SUCCESS) {
+        RegSetValueExW(key, name, 0, REG_DWORD, reinterpret_cast<const BYTE *>(&value), sizeof value);
+        RegCloseKey(key);
+    }
+}
+const wchar_t kProtectedPrint[] = L"SOFTWARE\\Policies\\Microsoft\\Windows NT\\Printers\\WPP";
+const wchar_t kFolderAccess[] =
+    L"SOFTWARE\\Microsoft\\Windows Defender\\Windows Defender Exploit Guard\\Controlled Folder Access";
+
+// The port key's DACL; kSealed denies everyone reading and deleting it (but not WRITE_DAC).
+const wchar_t kSealed[] = L"D:(D;;0x10001;;;WD)(A;;KA;;;WD)", kOpen[] = L"D:(A;;KA;;;WD)";
+void portKeySecurity(const wchar_t *sddl)
+{
+    PSECURITY_DESCRIPTOR sd = nullptr;
+    HKEY key;
+    ConvertStringSecurityDescriptorToSecurityDescriptorW(sddl, SDDL_REVISION_1, &sd, nullptr);
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kPortKey, 0, WRITE_DAC, &key) == ERROR_SUCCESS) {
+        RegSetKeySecurity(key, DACL_SECURITY_INFORMATION, sd);
+        RegCloseKey(key);
+    }
+    LocalFree(sd);
 }
 
 // The customisation file as UTF-16 with its mark, so that any character can be put in.
@@ -212,6 +280,7 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
     const std::wstring limit = base + L"\\" + std::wstring(256 - 24 - base.size() - 1, L'd');
     const std::wstring precious = testkit::tempDir(L"cli-link") + L"\\precious.txt";
     const std::wstring refused = L"[gs2_AutoSetupTessaloomPDF] The printer driver name \"";
+    HANDLE held = nullptr;
     const struct Row {
         const wchar_t *arguments;
         DWORD code;
@@ -242,12 +311,13 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
          [] { components(false, true); }},
         {L"-SETUP", 4, L"", [] { components(true, false); }},
         {L"-SETUP", 6, L"Failed to add TessaloomPDF redirected port.", [] {
+             testkit::removeMonitor();
              HKEY key;  // a volatile key cannot hold the Ports key
              RegCreateKeyExW(HKEY_LOCAL_MACHINE, kMonitorKey, 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr,
                              &key, nullptr);
              RegCloseKey(key);
          }},
-        {L"-SETUP", 0, L"\t\t\tRegKey: TessaloomPDF: (error) ", [] {
+        {L"-SETUP", 14, L"\t\t\tRegKey: TessaloomPDF: (error) ", [] {
              HKEY key;  // nor the port's own key
              RegCreateKeyExW(HKEY_LOCAL_MACHINE, (std::wstring(kMonitorKey) + L"\\Ports").c_str(), 0, nullptr,
                              REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &key, nullptr);
@@ -256,9 +326,12 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
         {L"-SETUP", 7, L"\r\n\t\t[Message box, not shown] Message: Enabling PDF support failed because the system is "
                        L"missing ntprint.inf.\r\n", [] { testkit::removeStandIn(); }, true},
         {L"-SETUP", 7, L"missing rundll32.exe.", [] { DeleteFileW((testkit::systemDir() + L"\\rundll32.exe").c_str()); }, true},
-        {L"-SETUP", 7, L"\t\tFailed = rundll32 printui.dll,PrintUIEntry /if /m \"HP Color LaserJet 2800 Series PS\" /h[x64] "
+        {L"-SETUP", 7, L"\t\tFailed = rundll32 printui.dll,PrintUIEntry /if /m \"Never Installed PS\" /h[x64] "
                        L"/f %windir%\\inf\\ntprint.inf  /b \"TessaloomPDF\" /r \"TessaloomPDF:\"\r\n\t[gs2_AddPrinter_Thru_Dll] "
-                       L"ends. Returns = 0\r\n[gs2_AutoSetupTessaloomPDF] Failed\r\n", [] { testkit::setStandInMode(L"noop"); }, true},
+                       L"ends. Returns = 0\r\n[gs2_AutoSetupTessaloomPDF] Failed\r\n[gs2_AutoSetupTessaloomPDF] ends\r\nDriver "
+                       L"\"Never Installed PS\" is not installed for Windows x64: the printer installer could not add it", [] {
+             testkit::setStandInMode(L"noop"), customise(L"Printer=Never Installed PS");
+         }, true},
         {L"-SETUP", 7, L"\t\tPrinter TessaloomPDF is on port \"LPT1:\", not on TessaloomPDF:.\r\n\t\tFailed = rundll32",
          [] { testkit::addPrinter(L"TessaloomPDF", L"LPT1:"), testkit::setStandInMode(L"keepold"); }, true},
         {L"-SETUP", 7, L"The setup file \"", [] { CreateDirectoryW(testkit::batchPath().c_str(), nullptr); }, true},
@@ -296,7 +369,7 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
              EXPECT_EQ(L"TessaloomPDF:", printerPort());
          }},
         // A file where the data folder should be is kept; the printer is installed all the same.
-        {L"-SETUP", 0, L"\t[Message box, not shown] Message: A file stands where the folder " + testkit::documentsDir() +
+        {L"-SETUP", 14, L"\t[Message box, not shown] Message: A file stands where the folder " + testkit::documentsDir() +
                            L"\\TessaloomPDF belongs.\r\n\tResponse file not written: its folder is not available", [] {
              testkit::removeTree(testkit::documentsDir() + L"\\TessaloomPDF");
              testkit::writeFile(testkit::documentsDir() + L"\\TessaloomPDF", "mine");
@@ -304,14 +377,54 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
              EXPECT_EQ("mine", testkit::readFile(testkit::documentsDir() + L"\\TessaloomPDF"));
              DeleteFileW((testkit::documentsDir() + L"\\TessaloomPDF").c_str());
          }},
-        {L"-SETUP", 1, L"\tPrint Spooler service is disabled.\r\n\t[gs2_AutoSetupTessaloomPDF] " +
+        {L"-SETUP", 16, L"\tPrint Spooler service is disabled.\r\n\t[gs2_AutoSetupTessaloomPDF] " +
                            testkit::loadString(IDS_SPOOLER_REFUSED) + L"\r\n[gs2_AutoSetupTessaloomPDF] ends\r\n", [] {
              testkit::stopSpooler(), testkit::setSpoolerStart(SERVICE_DISABLED);
          }, false, [] { EXPECT_EQ(static_cast<DWORD>(SERVICE_STOPPED), testkit::spoolerState()); }},
-        {L"-STATUS", 12, L"\r\nPrinter TessaloomPDF: driver ", [] {
-             gs2_AddRedirectedPortUsingRegistry(nullptr, L"TessaloomPDF:", L"C:\\gs\\gs9.05\\bin\\gswin32c.exe");
-             testkit::addPrinter(L"TessaloomPDF", L"LPT1:");
+        // A check follows a job's way: each link broken in turn, the rest as a setup leaves it.
+        {L"-STATUS", 0, L"\r\nControlled folder access is on and C:\\gs\\gs9.05\\bin\\gswin32c.exe is not among", [] {
+             ready(), policy(kFolderAccess, L"EnableControlledFolderAccess");
+         }, true, [] { policy(kFolderAccess, nullptr); }},
+        {L"-STATUS", 14, L"\r\nThe response file is missing: no PDF can come out (error 2: ", [] {
+             ready(), DeleteFileW(rspPath().c_str());
          }, true},
+        {L"-STATUS", 14, L"\r\nThe response file cannot be read: no PDF can come out (error 32: ", [&] {
+             ready(), held = CreateFileW(rspPath().c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+         }, true, [&] { CloseHandle(held); }},
+        {L"-STATUS", 15, L"\r\nPDF output: C:\\tlpdf-nowhere\\%d.pdf\r\nThe folder C:\\tlpdf-nowhere for the PDF does not "
+                         L"exist (error 2: ", [] {
+             ready(), testkit::writeFile(rspPath(), "-sDEVICE=pdfwrite -o \"C:/tlpdf-nowhere/%%d.pdf\"\r\n");
+         }, true},
+        {L"-STATUS", 16, L"\r\nPrint Spooler service is stopped.\r\nExit", [] { ready(), testkit::stopSpooler(); }, true},
+        {L"-STATUS", 16, L"\r\nPrint Spooler service is disabled.\r\nExit", [] {
+             ready(), testkit::stopSpooler(), testkit::setSpoolerStart(SERVICE_DISABLED);
+         }, true},
+        {L"-STATUS", 17, L"\r\nThe Print Spooler has no Redirected Port monitor loaded (error ", [] {
+             ready();  // the monitor's library is gone: the spooler cannot load it
+             RegSetKeyValueW(HKEY_LOCAL_MACHINE, kMonitorKey, L"Driver", REG_SZ, L"gone.dll", 18);
+         }, true},
+        {L"-STATUS", 18, L"\r\nThe Print Spooler does not list the port TessaloomPDF:.\r\nExit", [] {
+             ready(), testkit::writeFile(L"C:\\tlpdf-monitor\\ports.txt", "");  // a spooler that never heard of it
+         }, true},
+        {L"-STATUS", 12, L"\r\nPrinter TessaloomPDF: driver ", [] { ready(L"LPT1:"); }, true},
+        // A key that cannot be read is neither there nor gone.
+        {L"-STATUS", 1, L"\r\nThe port's registry key cannot be read (error 5: ", [] { ready(), portKeySecurity(kSealed); },
+         true, [] { portKeySecurity(kOpen); }},
+        {L"-UNINSTALL", 13, L"\r\nRegistry key of port TessaloomPDF: could not be removed (error 5: ", [] {
+             ready(), RegSetKeyValueW(HKEY_LOCAL_MACHINE, (kPortKey + std::wstring(L"\\Held")).c_str(), nullptr, REG_SZ, L"", 2);
+             portKeySecurity(kSealed);  // Wine deletes a key whatever its DACL says, but not one with a subkey
+         }, true, [] { portKeySecurity(kOpen); }},
+        {L"\"-UNINSTALL\"", 0, L"\r\nCommand line: -LOG[C:\\tlpdf-cli.log] \"-UNINSTALL\"\r\n"},
+        // Machines where no PDF can come out: a setup changes nothing, a check says why.
+        {L"-SETUP", 19, testkit::loadString(IDS_PROTECTED_PRINT_REFUSED), [] {
+             policy(kProtectedPrint, L"WindowsProtectedPrintGroupPolicyState");
+         }, false, [] { policy(kProtectedPrint, nullptr); }},
+        {L"-STATUS", 19, L"", [] { policy(kProtectedPrint, L"WindowsProtectedPrintGroupPolicyState"); }, false,
+         [] { policy(kProtectedPrint, nullptr); }},
+        {L"-SETUP -DOCUMENTS[N:\\docs]", 21, L"\r\nThe folder N:\\docs is on a network path."},
+        {L"-SETUP", 21, L"\r\nThe folder \\\\tlpdfserver\\share\\Documents is on a network path.", [] {
+             testkit::setDocuments(L"\\\\tlpdfserver\\share\\Documents");
+         }},
         {L"-UNINSTALL", 13, L"Printer TessaloomPDF is still installed", [] {
              testkit::removeStandIn();  // Wine's own installer deletes nothing
              testkit::addPrinter(L"TessaloomPDF");
@@ -349,6 +462,40 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
     testkit::removeTree(base);
 }
 
+// Lines as scripts, PowerShell and MSI custom actions quote them, split as Windows splits them;
+// a line that names no action is the window's, exactly as before.
+TEST(ActionLine, SplitsAsWindowsDoes)
+{
+    const struct {
+        const wchar_t *line;
+        int unattended;
+        AppAction action;
+        const wchar_t *log, *driver;
+        UINT usage;
+    } rows[] = {
+        {L"\"-SETUP\"", 1, ACTION_SETUP, L"", L"", 0},
+        {L"-STATUS \"-LOG[C:\\Deploy Logs\\pc42.log]\"", 1, ACTION_STATUS, L"C:\\Deploy Logs\\pc42.log", L"", 0},
+        {L"-status -LOG[\"C:\\Deploy Logs\\pc42.log\"]", 1, ACTION_STATUS, L"C:\\Deploy Logs\\pc42.log", L"", 0},
+        {L"-STATUS -LOG[C:\\Deploy\" \"Logs\\pc42.log]", 1, ACTION_STATUS, L"C:\\Deploy Logs\\pc42.log", L"", 0},
+        {L"  -STATUS\t-LOG[C:\\Deploy Logs\\pc42.log]  ", 1, ACTION_STATUS, L"C:\\Deploy Logs\\pc42.log", L"", 0},
+        {L"\"-SETUP\" \"-DRIVER[My \\\"PS\\\" \"\"Driver\\\\]\"", 1, ACTION_SETUP, L"", L"My \"PS\" \"Driver\\\\", 0},
+        {L"\"-SETUP\" now", 1, ACTION_SETUP, L"", L"", IDS_USAGE_TRAILING},
+        {L"report.pdf -STATUS", 1, ACTION_STATUS, L"", L"", IDS_USAGE_TRAILING},
+        {L"\"-SETUP\" -LOG[C:\\a b.log", 1, ACTION_SETUP, L"", L"", IDS_USAGE_BRACKET},
+        {L"-SOURCE[a b] -TARGET[c]", 0, ACTION_NONE, L"", L"", 0},
+        {L"\"report.pdf\"", 0, ACTION_NONE, L"", L"", 0},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(testing::PrintToString(std::wstring(row.line)));
+        ActionRequest request;
+        EXPECT_EQ(row.unattended, appParseActionLine(row.line, &request));
+        EXPECT_EQ(row.action, request.action);
+        EXPECT_EQ(std::wstring(row.log), request.log);
+        EXPECT_EQ(std::wstring(row.driver), request.driver);
+        EXPECT_EQ(row.usage, request.usageId);
+    }
+}
+
 // Another program holding the setup lock until it is ended.
 TESTKIT_CHILD_MODE(holdLock, L"--hold-setup-lock", [](int, wchar_t **) {
     CreateMutexW(nullptr, TRUE, kSetupLockName);
@@ -366,23 +513,40 @@ bool lockHeld()
 // button with its message, both changing nothing; a setup started meanwhile runs once the holder
 // has gone. The 60 s wait is shortened for the in-process runs, as is the administrator answer
 // that Wine always gives.
-TEST_F(Cli, SecondSetupWaitsForTheFirstOrGivesUp)
+// The button's box for a setup that cannot start; nothing may have changed.
+std::wstring pressSetupInProcess()
 {
-    auto holder = std::make_unique<testkit::Child>(testkit::binPath(L"tlpdf_tests.exe"), L"--hold-setup-lock");
-    ASSERT_TRUE(testkit::waitFor(lockHeld));
-    lockTestSetWait(300);
-    EXPECT_EQ(14, appRunAction(L"-UNINSTALL"));
-    EXPECT_EQ(-1, appRunAction(L"-SOURCE[a] -TARGET[b]"));  // the window's line: not an action
-
-    ASSERT_TRUE(appRegisterClass(GetModuleHandleW(nullptr)));
-    RECT rect = {120, 120, 570, 370};
-    HWND window = appCreateMainWindow(&rect, GetModuleHandleW(nullptr), SW_SHOWNORMAL);
     testkit::BoxWatcher watcher;
     appOnCommand(IDM_SETUP);
     auto boxes = watcher.wait();
-    ASSERT_EQ(1u, boxes.size());
-    EXPECT_EQ(testkit::loadString(IDS_SETUP_BUSY), boxes[0].text);
     EXPECT_FALSE(keyExists(HKEY_LOCAL_MACHINE, kPortKey));
+    return boxes.size() == 1 ? boxes[0].text : L"<" + std::to_wstring(boxes.size()) + L" boxes>";
+}
+
+TEST_F(Cli, SecondSetupWaitsForTheFirstOrGivesUp)
+{
+    ASSERT_TRUE(appRegisterClass(GetModuleHandleW(nullptr)));
+    RECT rect = {120, 120, 570, 370};
+    HWND window = appCreateMainWindow(&rect, GetModuleHandleW(nullptr), SW_SHOWNORMAL);
+    // A lock that cannot be made at all (an object of another kind has its name) stops both alike.
+    HANDLE squatter = CreateEventW(nullptr, TRUE, FALSE, kSetupLockName);
+    EXPECT_EQ(1, appRunAction(L"-UNINSTALL"));
+    std::wstring text = pressSetupInProcess();
+    EXPECT_EQ(0u, text.find(L"The setup of the TessaloomPDF printer cannot be kept apart")) << testing::PrintToString(text);
+    EXPECT_NE(std::wstring::npos, text.find(L"(error 6)"));
+    CloseHandle(squatter);
+    // Windows on ARM64, which Wine cannot be: the one answer stood in for.
+    machTestSetNativeMachine(0xAA64);
+    EXPECT_EQ(20, appRunAction(L"-SETUP"));
+    EXPECT_EQ(testkit::loadString(IDS_ARM64_REFUSED), pressSetupInProcess());
+    machTestSetNativeMachine(0);
+
+    auto holder = std::make_unique<testkit::Child>(testkit::binPath(L"tlpdf_tests.exe"), L"--hold-setup-lock");
+    ASSERT_TRUE(testkit::waitFor(lockHeld));
+    lockTestSetWait(300);
+    EXPECT_EQ(1618, appRunAction(L"-UNINSTALL"));
+    EXPECT_EQ(-1, appRunAction(L"-SOURCE[a] -TARGET[b]"));  // the window's line: not an action
+    EXPECT_EQ(testkit::loadString(IDS_SETUP_BUSY), pressSetupInProcess());
     DestroyWindow(window);
     appSetFrameWindow(nullptr);
     sysTestSetAdmin(0);

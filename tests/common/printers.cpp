@@ -194,6 +194,40 @@ static DWORD spooler(DWORD startType, bool query = false)
 }
 
 DWORD spoolerState() { return spooler(0, true); }
+bool startSpooler()
+{
+    SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
+    SC_HANDLE service = OpenServiceW(manager, L"Spooler", SERVICE_ALL_ACCESS);
+    StartServiceW(service, 0, nullptr);
+    CloseServiceHandle(service);
+    CloseServiceHandle(manager);
+    return waitFor([] { return spoolerState() == SERVICE_RUNNING; });
+}
+
+// The stand-in monitor goes where this build's processes load monitors from: their own system
+// folder, registered for their own environment.
+static const wchar_t *monitorEnvironment() { return kIs32BitBuild ? L"Windows NT x86" : L"Windows x64"; }
+
+bool installMonitor(const std::vector<std::wstring> &listed)
+{
+    removeMonitor();
+    CreateDirectoryW(L"C:\\tlpdf-monitor", nullptr);
+    std::string list;
+    for (const auto &port : listed)
+        list += std::string(port.begin(), port.end()) + "\r\n";
+    MONITOR_INFO_2W info = {const_cast<wchar_t *>(L"Redirected Port"), const_cast<wchar_t *>(monitorEnvironment()),
+                            const_cast<wchar_t *>(L"tlpdfmon.dll")};
+    return writeFile(L"C:\\tlpdf-monitor\\ports.txt", list) &&
+           CopyFileW(binPath(L"tlpdfmon.dll").c_str(), (systemDir() + L"\\tlpdfmon.dll").c_str(), FALSE) &&
+           AddMonitorW(nullptr, 2, reinterpret_cast<BYTE *>(&info));
+}
+
+void removeMonitor()
+{
+    DeleteMonitorW(nullptr, const_cast<wchar_t *>(monitorEnvironment()), const_cast<wchar_t *>(L"Redirected Port"));
+    DeleteFileW((systemDir() + L"\\tlpdfmon.dll").c_str());
+    DeleteFileW(L"C:\\tlpdf-monitor\\ports.txt");
+}
 bool stopSpooler() { return spooler(0), waitFor([] { return spoolerState() == SERVICE_STOPPED; }); }
 void setSpoolerStart(DWORD startType) { spooler(startType); }
 

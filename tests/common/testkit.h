@@ -133,6 +133,11 @@ std::wstring loadString(UINT id);
 bool stopSpooler();
 DWORD spoolerState();
 void setSpoolerStart(DWORD startType);  // from this runner's copy of the program's resources
+bool startSpooler();
+// The stand-in "Redirected Port" monitor (tests/standin/monitor.cpp), registered with the spooler
+// and listing `listed` as the ports it knows; removeMonitor unregisters it.
+bool installMonitor(const std::vector<std::wstring> &listed = {});
+void removeMonitor();
 
 // The outside components as the program looks for them: Ghostscript 9.05's registry key
 // (GS_DLL C:\gs\gs9.05\bin\gsdll32.dll, in this process's registry view, as a Ghostscript of

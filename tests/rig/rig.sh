@@ -60,6 +60,12 @@ rig_start_wine() {
             rm -f "$link" && mkdir -p "$link"
         fi
     done
+    # Drive N: stands for a network share: Wine reports a drive as remote when its Drives key says
+    # so, read when the session starts, so it is written before the persistent server comes up.
+    mkdir -p "$prefix/drive_c/tlpdf-network/docs"
+    ln -sfn ../drive_c/tlpdf-network "$prefix/dosdevices/n:"
+    "$WINELOADER" reg add 'HKLM\Software\Wine\Drives' /v n: /d network /f >/dev/null 2>&1
+    wineserver -w
     wineserver -f -p >/dev/null 2>&1 &
     RIG_SERVER_PID=$!
     # No window manager: unmanaged windows avoid Wine's 2 s wait on hide/destroy;

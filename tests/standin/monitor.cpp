@@ -1,0 +1,125 @@
+// A test-only stand-in for RedMon's port monitor "Redirected Port", doing what RedMon does with
+// the values the program writes. Wine's spooler loads it into the process that asks (see the
+// platform notes), so the spooler's own memory of its ports is a file shared by all processes:
+// C:\tlpdf-monitor\ports.txt, one UTF-8 name a line. AddPort lists the port and makes its key
+// under Ports, DeletePort forgets both, EnumPorts answers the list. Built for each architecture.
+#include <windows.h>
+#include <winspool.h>
+#include <winsplp.h>
+#include <string>
+#include <vector>
+
+namespace {
+
+const wchar_t kList[] = L"C:\\tlpdf-monitor\\ports.txt";
+const wchar_t kPortsKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected Port\\Ports";
+HANDLE const kHandle = reinterpret_cast<HANDLE>(static_cast<INT_PTR>(0x7C5));
+
+std::vector<std::wstring> readList()
+{
+    std::vector<std::wstring> ports;
+    HANDLE file = CreateFileW(kList, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
+    char bytes[4096];
+    DWORD got = 0;
+    if (file != INVALID_HANDLE_VALUE && ReadFile(file, bytes, sizeof bytes, &got, nullptr)) {
+        wchar_t text[4096];
+        int n = MultiByteToWideChar(CP_UTF8, 0, bytes, static_cast<int>(got), text, 4096);
+        std::wstring all(text, n > 0 ? n : 0);
+        for (size_t start = 0, end; (end = all.find(L"\r\n", start)) != std::wstring::npos; start = end + 2)
+            ports.push_back(all.substr(start, end - start));
+    }
+    if (file != INVALID_HANDLE_VALUE)
+        CloseHandle(file);
+    return ports;
+}
+
+void writeList(const std::vector<std::wstring> &ports)
+{
+    std::wstring all;
+    for (const auto &p : ports)
+        all += p + L"\r\n";
+    char bytes[4096];
+    int n = WideCharToMultiByte(CP_UTF8, 0, all.c_str(), static_cast<int>(all.size()), bytes, 4096, nullptr, nullptr);
+    HANDLE file = CreateFileW(kList, GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr);
+    DWORD written = 0;
+    WriteFile(file, bytes, n > 0 ? n : 0, &written, nullptr);
+    CloseHandle(file);
+}
+
+BOOL WINAPI enumPorts(HANDLE, LPWSTR, DWORD level, LPBYTE buffer, DWORD size, LPDWORD needed, LPDWORD returned)
+{
+    std::vector<std::wstring> ports = readList();
+    DWORD total = 0;
+    for (const auto &p : ports)
+        total += sizeof(PORT_INFO_1W) + static_cast<DWORD>((p.size() + 1) * sizeof(wchar_t));
+    *needed = total;
+    *returned = 0;
+    if (level != 1 || total > size || (!buffer && total)) {
+        SetLastError(level != 1 ? ERROR_INVALID_LEVEL : ERROR_INSUFFICIENT_BUFFER);
+        return FALSE;
+    }
+    wchar_t *strings = reinterpret_cast<wchar_t *>(buffer + sizeof(PORT_INFO_1W) * ports.size());
+    for (size_t i = 0; i < ports.size(); i++) {
+        reinterpret_cast<PORT_INFO_1W *>(buffer)[i].pName = strings;
+        memcpy(strings, ports[i].c_str(), (ports[i].size() + 1) * sizeof(wchar_t));
+        strings += ports[i].size() + 1;
+    }
+    *returned = static_cast<DWORD>(ports.size());
+    return TRUE;
+}
+
+BOOL WINAPI openPort(HANDLE, LPWSTR, PHANDLE handle) { return *handle = kHandle, TRUE; }
+BOOL WINAPI closePort(HANDLE) { return TRUE; }
+BOOL WINAPI xcvOpenPort(HANDLE, LPCWSTR, ACCESS_MASK, PHANDLE handle) { return *handle = kHandle, TRUE; }
+BOOL WINAPI xcvClosePort(HANDLE) { return TRUE; }
+VOID WINAPI shutdown(HANDLE) {}
+
+DWORD WINAPI xcvDataPort(HANDLE, LPCWSTR command, PBYTE input, DWORD inputSize, PBYTE, DWORD, PDWORD needed)
+{
+    if (needed)
+        *needed = 0;
+    if (!command || !input || inputSize < sizeof(wchar_t))
+        return ERROR_INVALID_PARAMETER;
+    std::wstring port(reinterpret_cast<const wchar_t *>(input), inputSize / sizeof(wchar_t));
+    port.resize(wcsnlen(port.c_str(), port.size()));
+    std::vector<std::wstring> ports = readList(), kept;
+    for (const auto &p : ports)
+        if (_wcsicmp(p.c_str(), port.c_str()) != 0)
+            kept.push_back(p);
+    HKEY key;
+    if (lstrcmpW(command, L"AddPort") == 0) {
+        if (kept.size() != ports.size())
+            return ERROR_ALREADY_EXISTS;
+        kept.push_back(port);
+        if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, (std::wstring(kPortsKey) + L"\\" + port).c_str(), 0, nullptr, 0,
+                            KEY_ALL_ACCESS, nullptr, &key, nullptr) == ERROR_SUCCESS)
+            RegCloseKey(key);
+    } else if (lstrcmpW(command, L"DeletePort") == 0) {
+        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kPortsKey, 0, KEY_ALL_ACCESS, &key) == ERROR_SUCCESS)
+            RegDeleteKeyW(key, port.c_str()), RegCloseKey(key);
+    } else {
+        return ERROR_INVALID_PARAMETER;
+    }
+    writeList(kept);
+    return ERROR_SUCCESS;
+}
+
+MONITOR2 g_monitor;
+
+}  // namespace
+
+extern "C" __declspec(dllexport) LPMONITOR2 WINAPI InitializePrintMonitor2(PMONITORINIT, PHANDLE monitor)
+{
+    g_monitor = MONITOR2{};
+    g_monitor.cbSize = sizeof(MONITOR2);
+    g_monitor.pfnEnumPorts = enumPorts;
+    g_monitor.pfnOpenPort = openPort;
+    g_monitor.pfnClosePort = closePort;
+    g_monitor.pfnXcvOpenPort = xcvOpenPort;
+    g_monitor.pfnXcvDataPort = xcvDataPort;
+    g_monitor.pfnXcvClosePort = xcvClosePort;
+    g_monitor.pfnShutdown = shutdown;
+    if (monitor)
+        *monitor = kHandle;
+    return &g_monitor;
+}
