@@ -4,6 +4,7 @@
 // line (none, a file name, SOURCE and TARGET, unknown keywords alone) opens the window exactly as
 // it always did.
 #include "app/actionline.h"
+#include <cstdlib>
 #include <cwchar>
 #include <initializer_list>
 #include <string>
@@ -13,9 +14,13 @@
 
 namespace {
 
-enum Entry { KW_SOURCE, KW_TARGET, KW_SETUP, KW_STATUS, KW_UNINSTALL, KW_LOG, KW_DRIVER, KW_DOCUMENTS, KW_COUNT };
-const wchar_t *const kNames[KW_COUNT] = {L"SOURCE", L"TARGET", L"SETUP", L"STATUS",
-                                         L"UNINSTALL", L"LOG", L"DRIVER", L"DOCUMENTS"};
+// The actions in AppAction's order, then their options.
+enum Entry {
+    KW_SOURCE, KW_TARGET, KW_SETUP, KW_STATUS, KW_UNINSTALL, KW_PRINTTEST,
+    KW_LOG, KW_DRIVER, KW_DOCUMENTS, KW_WAIT, KW_COUNT
+};
+const wchar_t *const kNames[KW_COUNT] = {L"SOURCE", L"TARGET", L"SETUP", L"STATUS", L"UNINSTALL",
+                                         L"PRINTTEST", L"LOG", L"DRIVER", L"DOCUMENTS", L"WAIT"};
 
 struct Keyword {
     int found = 0;
@@ -135,7 +140,7 @@ void check(ActionRequest *request, const Line &line)
     int actions = 0, distinct = 0;
     for (int i = 0; i < KW_COUNT; i++) {
         distinct += table[i].found;
-        if (table[i].found && i >= KW_SETUP && i <= KW_UNINSTALL) {
+        if (table[i].found && i >= KW_SETUP && i <= KW_PRINTTEST) {
             actions++;
             request->action = static_cast<AppAction>(ACTION_SETUP + (i - KW_SETUP));
         }
@@ -146,13 +151,23 @@ void check(ActionRequest *request, const Line &line)
         refuse(request, IDS_USAGE_REPEATED);
     if (!line.stray.empty())
         refuse(request, IDS_USAGE_TRAILING, line.stray.c_str());
-    for (Entry e : {KW_LOG, KW_DRIVER, KW_DOCUMENTS})
+    for (Entry e : {KW_LOG, KW_DRIVER, KW_DOCUMENTS, KW_WAIT})
         if (table[e].found && !table[e].valued)
             refuse(request, IDS_USAGE_NO_VALUE, kNames[e]);
     if (table[KW_DRIVER].found && request->action != ACTION_SETUP)
         refuse(request, IDS_USAGE_NOT_WITH, kNames[KW_DRIVER]);
     if (table[KW_DOCUMENTS].found && request->action == ACTION_UNINSTALL)
         refuse(request, IDS_USAGE_NOT_WITH, kNames[KW_DOCUMENTS]);
+    if (table[KW_WAIT].found && request->action != ACTION_PRINTTEST)
+        refuse(request, IDS_USAGE_NOT_WITH, kNames[KW_WAIT]);
+    request->waitSeconds = kPrintTestWaitSeconds;
+    if (table[KW_WAIT].valued) {
+        const std::wstring &text = table[KW_WAIT].value;
+        int seconds = text.size() <= 3 && IsIntegerText(text.c_str()) ? _wtoi(text.c_str()) : 0;
+        if (seconds < 1 || seconds > 600)
+            refuse(request, IDS_USAGE_WAIT, text.c_str());
+        request->waitSeconds = seconds;
+    }
 }
 
 }  // namespace

@@ -3,7 +3,9 @@
 #include <windows.h>
 #include "support/path.h"
 
-enum AppAction { ACTION_NONE, ACTION_SETUP, ACTION_STATUS, ACTION_UNINSTALL };
+enum AppAction { ACTION_NONE, ACTION_SETUP, ACTION_STATUS, ACTION_UNINSTALL, ACTION_PRINTTEST };
+
+const int kPrintTestWaitSeconds = 60;  // how long -PRINTTEST waits for its PDF unless -WAIT says
 
 const int kActionDriverChars = 1024;  // longer than any driver name, so that a cut is seen
 
@@ -13,6 +15,7 @@ struct ActionRequest {
     wchar_t driver[kActionDriverChars + 1];
     wchar_t documents[MAX_PATH + 1];
     int documentsTooLong;
+    int waitSeconds;  // -PRINTTEST: 1 to 600
     UINT usageId;  // 0 when the line is usable, else the string that says what is wrong
     wchar_t usageDetail[PATH_BUFFER];  // the argument of that string
 };

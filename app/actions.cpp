@@ -9,6 +9,7 @@
 #include "app/actionline.h"
 #include "app/actionlog.h"
 #include "app/maindlg.h"
+#include "app/printtest.h"
 #include "diag/trace.h"
 #include "detect/gs.h"
 #include "detect/locations.h"
@@ -98,11 +99,18 @@ int checkOwnDocuments(const ActionRequest &request)
     return 1;
 }
 
+// Where the response file sends the PDF, as -STATUS found it.
+struct PdfTarget {
+    wchar_t path[PATH_BUFFER + 64];
+    int isFile;
+};
+
 // The response file that the port's Arguments name must be there and readable, else no job
-// ever becomes a PDF. With `outputToo`, the folder its -sOutputFile names must exist as well.
-int checkResponseFile(bool outputToo)
+// ever becomes a PDF. With a target, the folder its -sOutputFile names must exist as well.
+int checkResponseFile(PdfTarget *target)
 {
     wchar_t arguments[PORT_ARGUMENT_CHARS], rsp[PATH_BUFFER], output[PATH_BUFFER + 64];
+    int isFile = 0;
     gs2_ReadPortText(kPdfPortName, L"Arguments", arguments, PORT_ARGUMENT_CHARS);
     gs2_RspPathOfArguments(arguments, rsp, PATH_BUFFER);
     appLogLine(L"Response file: %s", rsp);
@@ -111,13 +119,17 @@ int checkResponseFile(bool outputToo)
         appLogLine(L"The port's Arguments name no response file: no PDF can come out.");
         return EXIT_NO_RESPONSE_FILE;
     }
-    if (!gs2_ReadRspOutput(rsp, output, PATH_BUFFER + 64, &error)) {
+    if (!gs2_ReadRspOutput(rsp, output, PATH_BUFFER + 64, &isFile, &error)) {
         dbg_TraceError(pathIsAbsence(error) ? L"The response file is missing: no PDF can come out"
                                       : L"The response file cannot be read: no PDF can come out",
                  error);
         return EXIT_NO_RESPONSE_FILE;
     }
-    if (!outputToo || !output[0])
+    if (!target)
+        return EXIT_DONE;
+    strCopyN(target->path, output, PATH_BUFFER + 63);
+    target->isFile = isFile;
+    if (!output[0])
         return EXIT_DONE;
     appLogLine(L"PDF output: %s", output);
     // A pipe, standard output or a relative name names no folder that can be looked at here.
@@ -157,7 +169,7 @@ int runSetup(const ActionRequest &request)
     // The same check the window makes before it announces success.
     if (!gs2_IsPdfPrinterInstalled() || !splIsPrinterOnPort(kPdfPrinterName, kPdfPortName))
         return EXIT_PRINTER_FAILED;
-    return checkResponseFile(false);
+    return checkResponseFile(nullptr);
 }
 
 int checkSpooler()
@@ -205,7 +217,7 @@ void noteFolderAccess(const wchar_t *command)
 
 // Components, the port and its values, the response file, the spooler, the monitor and the
 // printer: every link a job passes. Nothing is created or changed on the way.
-int runStatus()
+int runStatus(PdfTarget *target)
 {
     wchar_t text[PORT_ARGUMENT_CHARS], expected[PORT_ARGUMENT_CHARS], console[PATH_BUFFER] = L"";
     int ghostscript = gs2_GetGhostscriptConsolePath(console) && gs2_IsGhostscriptInstalled();
@@ -245,7 +257,7 @@ int runStatus()
     if (!same)
         return EXIT_PORT_DIFFERS;
     noteFolderAccess(console);
-    int code = checkResponseFile(true);
+    int code = checkResponseFile(target);
     if (code == EXIT_DONE)
         code = checkSpooler();
     if (code == EXIT_DONE)
@@ -261,6 +273,23 @@ int runStatus()
     }
     appLogLine(L"Printer %s: driver %s, port %s", kPdfPrinterName, driver, port);
     return splIsPrinterOnPort(kPdfPrinterName, kPdfPortName) ? EXIT_DONE : EXIT_PRINTER_MISSING;
+}
+
+// The check first, then a page through the whole chain; a target that is not a plain file
+// cannot be looked at, so nothing is printed there.
+int runPrintTest(const ActionRequest &request)
+{
+    PdfTarget target = {};
+    int code = runStatus(&target);
+    if (code != EXIT_DONE)
+        return code;
+    if (!target.isFile) {
+        appLogLine(L"The response file's output \"%s\" is not a plain file (a page-number format, -, a pipe, or "
+                   L"none): the PDF cannot be checked, so nothing was printed.", target.path);
+        return EXIT_OUTPUT_NOT_FILE;
+    }
+    static const int kExits[] = {EXIT_DONE, EXIT_UNEXPECTED, EXIT_JOB_STUCK, EXIT_NO_PDF, EXIT_NOT_PDF};
+    return kExits[appPrintTestPage(target.path, request.waitSeconds)];
 }
 
 // Printer first: a port still in use cannot be deleted. Ghostscript, RedMon, the data folder and
@@ -302,9 +331,11 @@ int runLocked(const ActionRequest &request)
     }
     gs2_InitComponents(1);
     mainDlgShowComponents(1, nullptr);
-    int code = request.action == ACTION_SETUP ? runSetup(request)
-               : request.action == ACTION_STATUS ? runStatus()
-                                                 : runUninstall();
+    PdfTarget unused;
+    int code = request.action == ACTION_SETUP       ? runSetup(request)
+               : request.action == ACTION_STATUS    ? runStatus(&unused)
+               : request.action == ACTION_PRINTTEST ? runPrintTest(request)
+                                                    : runUninstall();
     lockRelease(lock);
     return code;
 }

@@ -29,7 +29,10 @@ enum ActionExit {
     EXIT_PROTECTED_PRINT = 19,
     EXIT_ARM64 = 20,
     EXIT_REMOTE_FOLDER = 21,
-    EXIT_LAST_NUMBERED = 21,
+    EXIT_OUTPUT_NOT_FILE = 22,
+    EXIT_JOB_STUCK = 23,
+    EXIT_NO_PDF = 24,
+    EXIT_NOT_PDF = 25,
     // ERROR_INSTALL_ALREADY_RUNNING: deployment tools retry exactly this code.
     EXIT_BUSY = 1618,
 };

@@ -108,10 +108,12 @@ void nextArgument(const wchar_t **cursor, wchar_t *out, int capacity)
 }  // namespace
 
 // The last -sOutputFile=... or -o ... wins, as on Ghostscript's command line. The name comes
-// back as Ghostscript opens it: "%%" is one "%", slashes are the system's separators.
-int gs2_ReadRspOutput(const wchar_t *path, wchar_t *output, int capacity, DWORD *error)
+// back as Ghostscript opens it: "%%" is one "%", slashes are the system's separators. A lone
+// "%" starts a page-number format or a device such as %pipe%, and "-" or "|" is no file either.
+int gs2_ReadRspOutput(const wchar_t *path, wchar_t *output, int capacity, int *isFile, DWORD *error)
 {
     output[0] = L'\0';
+    *isFile = 0;
     ScopedHandle file(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                   OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     static char bytes[kRspBytes * 16];
@@ -139,10 +141,13 @@ int gs2_ReadRspOutput(const wchar_t *path, wchar_t *output, int capacity, DWORD 
         if (!name)
             continue;
         int n = 0;
+        *isFile = name[0] && wcscmp(name, L"-") != 0 && name[0] != L'|';
         for (const wchar_t *p = name; *p && n < capacity - 1; p++) {
             output[n++] = *p == L'/' ? L'\\' : *p;
             if (p[0] == L'%' && p[1] == L'%')
                 p++;
+            else if (p[0] == L'%')
+                *isFile = 0;
         }
         output[n] = L'\0';
     }

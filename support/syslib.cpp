@@ -20,6 +20,7 @@ typedef BOOL(WINAPI *OpenPrinterFn)(wchar_t *, HANDLE *, PRINTER_DEFAULTSW *);
 typedef BOOL(WINAPI *ClosePrinterFn)(HANDLE);
 typedef BOOL(WINAPI *GetPrinterFn)(HANDLE, DWORD, BYTE *, DWORD, DWORD *);
 typedef BOOL(WINAPI *EnumPortsFn)(wchar_t *, DWORD, BYTE *, DWORD, DWORD *, DWORD *);
+typedef BOOL(WINAPI *EnumJobsFn)(HANDLE, DWORD, DWORD, DWORD, BYTE *, DWORD, DWORD *, DWORD *);
 typedef BOOL(WINAPI *EnumPrinterDriversFn)(wchar_t *, wchar_t *, DWORD, BYTE *, DWORD, DWORD *, DWORD *);
 typedef BOOL(WINAPI *XcvDataFn)(HANDLE, const wchar_t *, BYTE *, DWORD, BYTE *, DWORD, DWORD *, DWORD *);
 
@@ -157,4 +158,10 @@ BOOL sysEnumPrinterDriversW(wchar_t *environment, DWORD level, BYTE *buffer, DWO
 {
     auto fn = spoolerEntry<EnumPrinterDriversFn>("EnumPrinterDriversW");
     return fn ? fn(nullptr, environment, level, buffer, size, needed, returned) : FALSE;
+}
+
+BOOL sysEnumJobsW(HANDLE printer, DWORD level, BYTE *buffer, DWORD size, DWORD *needed, DWORD *returned)
+{
+    auto fn = spoolerEntry<EnumJobsFn>("EnumJobsW");
+    return fn ? fn(printer, 0, 0xFFFF, level, buffer, size, needed, returned) : FALSE;
 }

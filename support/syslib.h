@@ -27,5 +27,7 @@ BOOL sysClosePrinter(HANDLE printer);
 BOOL sysGetPrinterW(HANDLE printer, DWORD level, BYTE *buffer, DWORD size, DWORD *needed);
 BOOL sysEnumPortsW(wchar_t *name, DWORD level, BYTE *buffer, DWORD size, DWORD *needed, DWORD *returned);
 BOOL sysEnumPrinterDriversW(wchar_t *environment, DWORD level, BYTE *buffer, DWORD size, DWORD *needed, DWORD *returned);
+// Every job of the printer's queue (the first 65535).
+BOOL sysEnumJobsW(HANDLE printer, DWORD level, BYTE *buffer, DWORD size, DWORD *needed, DWORD *returned);
 BOOL sysXcvDataW(HANDLE xcv, const wchar_t *dataName, BYTE *input, DWORD inputSize, BYTE *output, DWORD outputSize,
                  DWORD *needed, DWORD *status);

@@ -30,6 +30,7 @@ using testkit::kMonitorKey;
 using testkit::kPortKey;
 using testkit::kSettingsKey;
 const wchar_t kLog[] = L"C:\\tlpdf-cli.log";
+const wchar_t kGswin[] = L"C:\\gs\\gs9.05\\bin\\gswin32c.exe";
 
 bool keyExists(HKEY root, const wchar_t *path)
 {
@@ -136,6 +137,8 @@ protected:
 // the registry, and the check reports what it found. All runs append to one log.
 TEST_F(Cli, RemovesWhatTheButtonSetsUpAndSetsItUpAlike)
 {
+    ASSERT_TRUE(testkit::installPdfDriver(L"HP Color LaserJet 2800 Series PS"));
+    ASSERT_TRUE(testkit::installGhostscriptStandIn(kGswin));
     ASSERT_NE(0u, gs2_AutoSetupTessaloomPDF(nullptr, L"", 1));  // what the button runs
     const std::wstring button = machineState();
 
@@ -184,6 +187,19 @@ TEST_F(Cli, RemovesWhatTheButtonSetsUpAndSetsItUpAlike)
     // Four runs in one file: one mark, at its start, and the first run's lines still there.
     EXPECT_EQ(std::wstring::npos, status.log.find(L'\xFEFF'));
     EXPECT_NE(std::wstring::npos, status.log.find(L"-UNINSTALL\r\n[Installed Components]"));
+
+    // The administrator's proof: a page through the whole chain, the user's PDF kept.
+    const std::wstring pdf = testkit::documentsDir() + L"\\TessaloomPDF\\TessaloomPDF.pdf";
+    const std::wstring testPdf = testkit::documentsDir() + L"\\TessaloomPDF\\TessaloomPDF-test.pdf";
+    testkit::writeFile(pdf, "mine");
+    expectRun(run(L"\"-PRINTTEST\" -WAIT[30]", true), 0, (L"\r\nTest PDF: " + testPdf + L" (").c_str());
+    EXPECT_EQ("mine", testkit::readFile(pdf));
+    EXPECT_NE(std::wstring::npos, testkit::pdfText(testPdf).find(L"TessaloomPDF test page")) << testkit::printLog();
+    // A user's page becomes the PDF the response file names; the next one replaces it.
+    for (const std::wstring &text : {L"first page " + std::to_wstring(GetTickCount()), std::wstring(L"second page")}) {
+        ASSERT_TRUE(testkit::printText(L"TessaloomPDF", text)) << testkit::printLog();
+        EXPECT_EQ(text + L"\n\n\f", testkit::pdfText(pdf)) << testkit::printLog();
+    }
 }
 
 // A check and a removal on a machine without our keys leave it so: no key, folder or setting.
@@ -218,7 +234,6 @@ TEST_F(Cli, CheckAndRemovalCreateNothing)
     EXPECT_TRUE(testkit::standInLog().empty());
 }
 
-const wchar_t kGswin[] = L"C:\\gs\\gs9.05\\bin\\gswin32c.exe";
 std::wstring rspPath() { return testkit::documentsDir() + L"\\TessaloomPDF\\tl2pdf.rsp"; }
 
 // The whole chain as a setup leaves it, made here: the port by the program's own writer (the

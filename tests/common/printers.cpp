@@ -16,7 +16,17 @@ bool addPrinter(const wchar_t *name, const wchar_t *port, const wchar_t *driverN
     driver.cVersion = 3;
     driver.pName = const_cast<wchar_t *>(driverName);
     driver.pDriverPath = driver.pDataFile = driver.pConfigFile = const_cast<wchar_t *>(L"wineps.drv");
-    AddPrinterDriverW(nullptr, 3, reinterpret_cast<BYTE *>(&driver));
+    // A driver that is there stays as it is, as the real installer leaves it: added again with
+    // another data file, it would no longer print (installPdfDriver).
+    DWORD needed = 0, count = 0;
+    EnumPrinterDriversW(nullptr, nullptr, 1, nullptr, 0, &needed, &count);
+    std::vector<BYTE> drivers(needed + 1);
+    bool there = false;
+    if (EnumPrinterDriversW(nullptr, nullptr, 1, drivers.data(), needed, &needed, &count))
+        for (DWORD i = 0; i < count && !there; i++)
+            there = _wcsicmp(reinterpret_cast<DRIVER_INFO_1W *>(drivers.data())[i].pName, driverName) == 0;
+    if (!there)
+        AddPrinterDriverW(nullptr, 3, reinterpret_cast<BYTE *>(&driver));
     PRINTER_INFO_2W info = {};
     info.pPrinterName = const_cast<wchar_t *>(name);
     info.pPortName = const_cast<wchar_t *>(port);

@@ -59,8 +59,13 @@ bool runChildMode(int *exitCode)
     wchar_t **args = CommandLineToArgvW(GetCommandLineW(), &count);
     if (!args)
         return false;
+    // "exe:NAME" modes are chosen by the runner's own file name, whatever the arguments.
+    wchar_t module[MAX_PATH] = L"";
+    GetModuleFileNameW(nullptr, module, MAX_PATH);
+    const wchar_t *self = wcsrchr(module, L'\\') ? wcsrchr(module, L'\\') + 1 : module;
     for (const ChildMode &mode : childModes()) {
-        if (count >= 2 && wcscmp(args[1], mode.name) == 0) {
+        bool byName = wcsncmp(mode.name, L"exe:", 4) == 0 && _wcsicmp(self, mode.name + 4) == 0;
+        if (byName || (count >= 2 && wcscmp(args[1], mode.name) == 0)) {
             *exitCode = mode.fn(count, args);
             LocalFree(args);
             return true;

@@ -139,6 +139,17 @@ bool startSpooler();
 bool installMonitor(const std::vector<std::wstring> &listed = {});
 void removeMonitor();
 
+// The print chain (tests/common/printchain.cpp). Ghostscript's console program at `console` is
+// a stand-in that hands the job to Debian's gs; with mode "fail" it fails without printing.
+bool installGhostscriptStandIn(const std::wstring &console, const char *mode = "");
+bool installPdfDriver(const wchar_t *name);  // a PostScript driver that prints, under that name
+bool printText(const wchar_t *printer, const std::wstring &text);  // one page, through GDI
+std::wstring pdfText(const std::wstring &pdf);  // the PDF's text, as pdftotext reads it
+std::wstring printLog();  // what the stand-in monitor and gs noted, to say which link broke
+std::wstring widen(const std::string &utf8);
+std::wstring unixPath(const std::wstring &windowsPath);
+int runShell(const std::wstring &script, DWORD timeoutMs = 60000);  // its exit code, -1 on none
+
 // The outside components as the program looks for them: Ghostscript 9.05's registry key
 // (GS_DLL C:\gs\gs9.05\bin\gsdll32.dll, in this process's registry view, as a Ghostscript of
 // this architecture installs it) and RedMon's library in the real system folder.

@@ -2,7 +2,10 @@
 // the values the program writes. Wine's spooler loads it into the process that asks (see the
 // platform notes), so the spooler's own memory of its ports is a file shared by all processes:
 // C:\tlpdf-monitor\ports.txt, one UTF-8 name a line. AddPort lists the port and makes its key
-// under Ports, DeletePort forgets both, EnumPorts answers the list. Built for each architecture.
+// under Ports, DeletePort forgets both, EnumPorts answers the list. A job runs the port's
+// Command with its Arguments, the job on its standard input, and ends when that program has;
+// C:\tlpdf-monitor\jobs.txt gets a line for each step, so a test can tell which link broke.
+// Built for each architecture.
 #include <windows.h>
 #include <winspool.h>
 #include <winsplp.h>
@@ -68,8 +71,87 @@ BOOL WINAPI enumPorts(HANDLE, LPWSTR, DWORD level, LPBYTE buffer, DWORD size, LP
     return TRUE;
 }
 
-BOOL WINAPI openPort(HANDLE, LPWSTR, PHANDLE handle) { return *handle = kHandle, TRUE; }
-BOOL WINAPI closePort(HANDLE) { return TRUE; }
+void note(const std::wstring &line)
+{
+    char bytes[2048];
+    int n = WideCharToMultiByte(CP_UTF8, 0, (line + L"\r\n").c_str(), -1, bytes, sizeof bytes, nullptr, nullptr);
+    HANDLE file = CreateFileW(L"C:\\tlpdf-monitor\\jobs.txt", FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                              nullptr, OPEN_ALWAYS, 0, nullptr);
+    DWORD written = 0;
+    WriteFile(file, bytes, n > 0 ? n - 1 : 0, &written, nullptr);
+    CloseHandle(file);
+}
+
+struct Port {
+    std::wstring name;
+    HANDLE input = nullptr, process = nullptr;
+};
+
+std::wstring portValue(const std::wstring &port, const wchar_t *name)
+{
+    wchar_t text[1024] = L"";
+    DWORD size = sizeof text;
+    RegGetValueW(HKEY_LOCAL_MACHINE, (std::wstring(kPortsKey) + L"\\" + port).c_str(), name, RRF_RT_REG_SZ, nullptr,
+                 text, &size);
+    return text;
+}
+
+BOOL WINAPI openPort(HANDLE, LPWSTR name, PHANDLE handle)
+{
+    *handle = new Port{name ? name : L""};
+    return TRUE;
+}
+
+BOOL WINAPI startDocPort(HANDLE handle, LPWSTR, DWORD, DWORD, LPBYTE)
+{
+    Port *port = static_cast<Port *>(handle);
+    std::wstring line = L"\"" + portValue(port->name, L"Command") + L"\" " + portValue(port->name, L"Arguments");
+    note(L"job for " + port->name + L": " + line);
+    SECURITY_ATTRIBUTES inherit = {sizeof inherit, nullptr, TRUE};
+    HANDLE read = nullptr;
+    CreatePipe(&read, &port->input, &inherit, 0);
+    SetHandleInformation(port->input, HANDLE_FLAG_INHERIT, 0);
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = read;
+    PROCESS_INFORMATION info = {};
+    if (CreateProcessW(nullptr, &line[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &info)) {
+        CloseHandle(info.hThread);
+        port->process = info.hProcess;
+    } else {
+        note(L"command not started: error " + std::to_wstring(GetLastError()));
+    }
+    CloseHandle(read);
+    return TRUE;
+}
+
+BOOL WINAPI writePort(HANDLE handle, LPBYTE buffer, DWORD size, LPDWORD written)
+{
+    WriteFile(static_cast<Port *>(handle)->input, buffer, size, written, nullptr);
+    *written = size;  // a command that stopped reading does not stop the job, as with RedMon
+    return TRUE;
+}
+
+BOOL WINAPI endDocPort(HANDLE handle)
+{
+    Port *port = static_cast<Port *>(handle);
+    CloseHandle(port->input);
+    port->input = nullptr;
+    DWORD code = 259;
+    if (port->process && WaitForSingleObject(port->process, 120000) == WAIT_OBJECT_0)
+        GetExitCodeProcess(port->process, &code);
+    if (port->process)
+        note(L"command ended: exit code " + std::to_wstring(code)), CloseHandle(port->process);
+    port->process = nullptr;
+    return TRUE;
+}
+
+BOOL WINAPI closePort(HANDLE handle)
+{
+    delete static_cast<Port *>(handle);
+    return TRUE;
+}
 BOOL WINAPI xcvOpenPort(HANDLE, LPCWSTR, ACCESS_MASK, PHANDLE handle) { return *handle = kHandle, TRUE; }
 BOOL WINAPI xcvClosePort(HANDLE) { return TRUE; }
 VOID WINAPI shutdown(HANDLE) {}
@@ -114,6 +196,9 @@ extern "C" __declspec(dllexport) LPMONITOR2 WINAPI InitializePrintMonitor2(PMONI
     g_monitor.cbSize = sizeof(MONITOR2);
     g_monitor.pfnEnumPorts = enumPorts;
     g_monitor.pfnOpenPort = openPort;
+    g_monitor.pfnStartDocPort = startDocPort;
+    g_monitor.pfnWritePort = writePort;
+    g_monitor.pfnEndDocPort = endDocPort;
     g_monitor.pfnClosePort = closePort;
     g_monitor.pfnXcvOpenPort = xcvOpenPort;
     g_monitor.pfnXcvDataPort = xcvDataPort;
