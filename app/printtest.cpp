@@ -22,7 +22,7 @@ namespace {
 
 const wchar_t kDocumentName[] = L"TessaloomPDF test page";
 const DWORD kPollMs = 200;
-const ULONGLONG kGraceMs = 10000;  // for the PDF after its job has left the queue
+const ULONGLONG kGraceMs = 5000;  // for the PDF after its job has left the queue
 const ULONGLONG kTicksPerMs = 10000;
 
 struct JobBit {

@@ -3,6 +3,7 @@
 #include <windows.h>
 #include <sddl.h>
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <string>
@@ -31,6 +32,8 @@ using testkit::kPortKey;
 using testkit::kSettingsKey;
 const wchar_t kLog[] = L"C:\\tlpdf-cli.log";
 const wchar_t kGswin[] = L"C:\\gs\\gs9.05\\bin\\gswin32c.exe";
+std::wstring rspPath() { return testkit::documentsDir() + L"\\TessaloomPDF\\tl2pdf.rsp"; }
+std::wstring userPdf() { return testkit::documentsDir() + L"\\TessaloomPDF\\TessaloomPDF.pdf"; }
 
 bool keyExists(HKEY root, const wchar_t *path)
 {
@@ -105,6 +108,8 @@ protected:
         testkit::deleteRegTree(HKEY_LOCAL_MACHINE, kMonitorKey);
         testkit::deleteAllPrinters();
         DeleteFileW(testkit::customisationPath().c_str());
+        for (const std::wstring &file : {rspPath(), userPdf()})
+            DeleteFileW(file.c_str());
         components(true, true);
         ASSERT_TRUE(testkit::installStandIn());
         ASSERT_TRUE(testkit::startSpooler());
@@ -189,7 +194,7 @@ TEST_F(Cli, RemovesWhatTheButtonSetsUpAndSetsItUpAlike)
     EXPECT_NE(std::wstring::npos, status.log.find(L"-UNINSTALL\r\n[Installed Components]"));
 
     // The administrator's proof: a page through the whole chain, the user's PDF kept.
-    const std::wstring pdf = testkit::documentsDir() + L"\\TessaloomPDF\\TessaloomPDF.pdf";
+    const std::wstring pdf = userPdf();
     const std::wstring testPdf = testkit::documentsDir() + L"\\TessaloomPDF\\TessaloomPDF-test.pdf";
     testkit::writeFile(pdf, "mine");
     expectRun(run(L"\"-PRINTTEST\" -WAIT[30]", true), 0, (L"\r\nTest PDF: " + testPdf + L" (").c_str());
@@ -234,7 +239,6 @@ TEST_F(Cli, CheckAndRemovalCreateNothing)
     EXPECT_TRUE(testkit::standInLog().empty());
 }
 
-std::wstring rspPath() { return testkit::documentsDir() + L"\\TessaloomPDF\\tl2pdf.rsp"; }
 
 // The whole chain as a setup leaves it, made here: the port by the program's own writer (the
 // monitor learns of it), the default response file, the printer on `printerPortName`.
@@ -243,8 +247,18 @@ void ready(const wchar_t *printerPortName = L"TessaloomPDF:")
     gs2_AddRedirectedPortUsingRegistry(nullptr, L"TessaloomPDF:", kGswin);
     DeleteFileW(rspPath().c_str());
     gs2_WriteDefaultRspFile(nullptr);
-    testkit::addPrinter(L"TessaloomPDF", printerPortName);
+    testkit::addPrinter(L"TessaloomPDF", printerPortName, L"HP Color LaserJet 2800 Series PS");
 }
+
+// Ready to print, with a PDF of the user's at the place the default response file names.
+void printable(const char *ghostscriptMode = "")
+{
+    testkit::installPdfDriver(L"HP Color LaserJet 2800 Series PS");
+    testkit::installGhostscriptStandIn(kGswin, ghostscriptMode);
+    ready();
+    testkit::writeFile(userPdf(), "mine");
+}
+void keptMine() { EXPECT_EQ("mine", testkit::readFile(userPdf())) << testkit::printLog(); }
 
 // A policy value in the machine's own (64-bit) registry view; a null name removes the key.
 void policy(const wchar_t *path, const wchar_t *name, DWORD value = 1)
@@ -305,7 +319,7 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
         std::function<void()> check = nullptr;
         const wchar_t *windows = nullptr;  // the Windows version Wine reports to this run
     } rows[] = {
-        {L"-SETUP -STATUS", 2, L"Usage error: give exactly one of -SETUP, -STATUS and -UNINSTALL."},
+        {L"-SETUP -STATUS", 2, L"Usage error: give exactly one of -SETUP, -STATUS, -UNINSTALL and -PRINTTEST."},
         {L"-UNINSTALL -uninstall", 2, L"Usage error: a keyword is given more than once."},
         {L"-STATUS -SOURCE[a] -TARGET[b]", 2, L"Usage error: -SOURCE and -TARGET cannot"},
         {L"-SETUP -QUIET", 2, L"Usage error: the command line holds a keyword other than"},
@@ -430,6 +444,24 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
              portKeySecurity(kSealed);  // Wine deletes a key whatever its DACL says, but not one with a subkey
          }, true, [] { portKeySecurity(kOpen); }},
         {L"\"-UNINSTALL\"", 0, L"\r\nCommand line: -LOG[C:\\tlpdf-cli.log] \"-UNINSTALL\"\r\n"},
+        // The administrator's proof, each link broken for real: the user's PDF stays.
+        {L"-PRINTTEST -WAIT[3]", 24, L"\r\nNo PDF came at ", [] { printable("fail"); }, true, keptMine},
+        {L"-PRINTTEST -WAIT[3]", 24, L"\r\nNo PDF came at ", [] { printable(), DeleteFileW(kGswin); }, true, [] {
+             keptMine();
+             EXPECT_NE(std::wstring::npos, testkit::printLog().find(L"command not started: error 2"));
+         }},
+        {L"-PRINTTEST", 15, L"\r\nThe folder C:\\tlpdf-nowhere for the PDF does not exist", [] {
+             printable(), testkit::writeFile(rspPath(), "-o C:/tlpdf-nowhere/x.pdf");
+         }, true, keptMine},
+        {L"-PRINTTEST", 22, L"\r\nThe response file's output \"-\" is not a plain file", [] {
+             printable(), testkit::writeFile(rspPath(), "-sDEVICE=pdfwrite -sOutputFile=-\r\n");
+         }, true, keptMine},
+        {L"-PRINTTEST", 25, L"\r\nThe file written is not a complete PDF", [] {
+             printable();
+             std::wstring pdf = userPdf();
+             std::replace(pdf.begin(), pdf.end(), L'\\', L'/');
+             testkit::writeFile(rspPath(), "-sDEVICE=txtwrite -o \"" + std::string(pdf.begin(), pdf.end()) + "\"");
+         }, true, keptMine},
         // Machines where no PDF can come out: a setup changes nothing, a check says why.
         {L"-SETUP", 19, testkit::loadString(IDS_PROTECTED_PRINT_REFUSED), [] {
              policy(kProtectedPrint, L"WindowsProtectedPrintGroupPolicyState");

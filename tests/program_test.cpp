@@ -51,6 +51,7 @@ protected:
     void TearDown() override
     {
         testkit::removeStandIn();
+        testkit::removeMonitor();
         installGhostscript64(false);
         testkit::deleteAllPrinters();
         testkit::deleteRegTree(HKEY_LOCAL_MACHINE, testkit::kMonitorKey);
@@ -64,6 +65,7 @@ protected:
 TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
 {
     installGhostscript64(true);
+    ASSERT_TRUE(testkit::installPdfDriver(L"HP Color LaserJet 2800 Series PS"));
     const std::wstring redmon19 = testkit::nativeSystemDir() + L"\\redmon64.dll";
     ASSERT_TRUE(testkit::writeFile(redmon19, "MZ"));
     ASSERT_TRUE(testkit::stopSpooler());
@@ -181,6 +183,13 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
               L"C:\\windows\\inf\\ntprint.inf  /b \"TessaloomPDF\" /r \"TessaloomPDF:\"",
               line.substr(std::min(line.size(), line.find(L"printui"))));
     EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW((temp + L"\\tl2pdf_setup.bat").c_str()));
+    // A page printed to the printer becomes the PDF that the response file names. RedMon's
+    // monitor comes now: the setup above wrote the port without one.
+    ASSERT_TRUE(testkit::installMonitor());
+    ASSERT_TRUE(testkit::installGhostscriptStandIn(L"C:\\Program Files\\gs\\gs9.56\\bin\\gswin64c.exe"));
+    const std::wstring page = L"Printed after the window's setup " + std::to_wstring(GetTickCount());
+    ASSERT_TRUE(testkit::printText(L"TessaloomPDF", page)) << testkit::printLog();
+    EXPECT_EQ(page + L"\n\n\f", testkit::pdfText(folder + L"\\TessaloomPDF.pdf")) << testkit::printLog();
     const std::wstring trace = testkit::traceText();
     testkit::restoreDocuments(previousDocuments);
     for (const wchar_t *part :

@@ -2,7 +2,10 @@
 # Installs the Debian packages the build and the tests need, only those missing, and Wine's
 # 32-bit half (wine32:i386) so that the 32-bit product runs under WOW64 like on 64-bit Windows.
 set -euo pipefail
-need=(cmake g++-mingw-w64-i686 g++-mingw-w64-x86-64 wine wine64 xvfb googletest imagemagick x11-utils zip)
+# ghostscript and poppler-utils: the tests print through the whole chain, ending in Debian's gs,
+# and read the PDF's text back with pdftotext.
+need=(cmake g++-mingw-w64-i686 g++-mingw-w64-x86-64 wine wine64 xvfb googletest imagemagick x11-utils zip
+      ghostscript poppler-utils)
 sudo_cmd=()
 [ "$(id -u)" -eq 0 ] || sudo_cmd=(sudo)
 export DEBIAN_FRONTEND=noninteractive

@@ -218,10 +218,11 @@ bool startSpooler()
 // folder, registered for their own environment.
 static const wchar_t *monitorEnvironment() { return kIs32BitBuild ? L"Windows NT x86" : L"Windows x64"; }
 
+// Registering keeps the monitor's key as it is, ports included.
 bool installMonitor(const std::vector<std::wstring> &listed)
 {
-    removeMonitor();
     CreateDirectoryW(L"C:\\tlpdf-monitor", nullptr);
+    DeleteFileW(L"C:\\tlpdf-monitor\\jobs.txt");
     std::string list;
     for (const auto &port : listed)
         list += std::string(port.begin(), port.end()) + "\r\n";
@@ -229,7 +230,8 @@ bool installMonitor(const std::vector<std::wstring> &listed)
                             const_cast<wchar_t *>(L"tlpdfmon.dll")};
     return writeFile(L"C:\\tlpdf-monitor\\ports.txt", list) &&
            CopyFileW(binPath(L"tlpdfmon.dll").c_str(), (systemDir() + L"\\tlpdfmon.dll").c_str(), FALSE) &&
-           AddMonitorW(nullptr, 2, reinterpret_cast<BYTE *>(&info));
+           (AddMonitorW(nullptr, 2, reinterpret_cast<BYTE *>(&info)) ||
+            GetLastError() == ERROR_PRINT_MONITOR_ALREADY_INSTALLED);
 }
 
 void removeMonitor()
