@@ -17,10 +17,10 @@ namespace {
 // The actions in AppAction's order, then their options.
 enum Entry {
     KW_SOURCE, KW_TARGET, KW_SETUP, KW_STATUS, KW_UNINSTALL, KW_PRINTTEST,
-    KW_LOG, KW_DRIVER, KW_DOCUMENTS, KW_WAIT, KW_COUNT
+    KW_LOG, KW_DRIVER, KW_DOCUMENTS, KW_WAIT, KW_MACHINE, KW_COUNT
 };
 const wchar_t *const kNames[KW_COUNT] = {L"SOURCE", L"TARGET", L"SETUP", L"STATUS", L"UNINSTALL",
-                                         L"PRINTTEST", L"LOG", L"DRIVER", L"DOCUMENTS", L"WAIT"};
+                                         L"PRINTTEST", L"LOG", L"DRIVER", L"DOCUMENTS", L"WAIT", L"MACHINE"};
 
 struct Keyword {
     int found = 0;
@@ -158,6 +158,11 @@ void check(ActionRequest *request, const Line &line)
         refuse(request, IDS_USAGE_NOT_WITH, kNames[KW_DRIVER]);
     if (table[KW_DOCUMENTS].found && request->action == ACTION_UNINSTALL)
         refuse(request, IDS_USAGE_NOT_WITH, kNames[KW_DOCUMENTS]);
+    if (table[KW_MACHINE].found && table[KW_DOCUMENTS].found)
+        refuse(request, IDS_USAGE_MACHINE);
+    if (table[KW_MACHINE].found && request->action == ACTION_UNINSTALL)
+        refuse(request, IDS_USAGE_NOT_WITH, kNames[KW_MACHINE]);
+    request->machine = table[KW_MACHINE].found;
     if (table[KW_WAIT].found && request->action != ACTION_PRINTTEST)
         refuse(request, IDS_USAGE_NOT_WITH, kNames[KW_WAIT]);
     request->waitSeconds = kPrintTestWaitSeconds;

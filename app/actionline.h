@@ -16,6 +16,7 @@ struct ActionRequest {
     wchar_t documents[MAX_PATH + 1];
     int documentsTooLong;
     int waitSeconds;  // -PRINTTEST: 1 to 600
+    int machine;      // -MACHINE: the data folder is ProgramData's, writable by administrators only
     UINT usageId;  // 0 when the line is usable, else the string that says what is wrong
     wchar_t usageDetail[PATH_BUFFER];  // the argument of that string
 };

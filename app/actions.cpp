@@ -58,6 +58,7 @@ const OutcomeExit kSetupExits[] = {
     {SETUP_PROTECTED_PRINT, EXIT_PROTECTED_PRINT},
     {SETUP_ARM64, EXIT_ARM64},
     {SETUP_REMOTE_FOLDER, EXIT_REMOTE_FOLDER},
+    {SETUP_UNTRUSTED_FOLDER, EXIT_UNTRUSTED},
 };
 
 int exitOf(SetupOutcome outcome)
@@ -88,7 +89,7 @@ int checkNamedDocuments(const ActionRequest &request)
 // account's (LocalSystem's) is one that no person uses, and an account may have none at all.
 int checkOwnDocuments(const ActionRequest &request)
 {
-    if (request.action != ACTION_SETUP || request.documents[0])
+    if (request.action != ACTION_SETUP || request.documents[0] || request.machine)
         return 1;
     wchar_t own[MAX_PATH + 1] = L"";
     gs2_GetDocumentsFolder(own);
@@ -163,6 +164,8 @@ int runSetup(const ActionRequest &request)
     gs2_AutoSetupTessaloomPDF(nullptr, request.driver, 0);
     if (gs2_LastSetupOutcome() == SETUP_PRINTER_FAILED)
         gs2_TraceDriverState();
+    gs2_TraceResponseFileTrust();
+    gs2_TraceGhostscriptAdvice();
     int code = exitOf(gs2_LastSetupOutcome());
     if (code != EXIT_DONE)
         return code;
@@ -228,6 +231,8 @@ int runStatus(PdfTarget *target)
     wchar_t library[PATH_BUFFER] = L"";
     int redMon = gs2_GetRedMonLibrary(library);
     appLogLine(L"RedMon: %s", redMon ? library : L"not found");
+    if (ghostscript)
+        gs2_TraceGhostscriptAdvice();
     if (!ghostscript || !redMon)
         return !ghostscript && !redMon ? EXIT_NO_COMPONENTS : ghostscript ? EXIT_NO_REDMON : EXIT_NO_GHOSTSCRIPT;
 
@@ -258,6 +263,7 @@ int runStatus(PdfTarget *target)
         return EXIT_PORT_DIFFERS;
     noteFolderAccess(console);
     int code = checkResponseFile(target);
+    gs2_TraceResponseFileTrust();
     if (code == EXIT_DONE)
         code = checkSpooler();
     if (code == EXIT_DONE)
@@ -358,6 +364,7 @@ int runChecked(const ActionRequest &request)
     }
     if (!checkNamedDocuments(request))
         return EXIT_USAGE;
+    gs2_SetMachineDataFolder(request.machine);
     // Machines that cannot print PDFs at all: a setup changes nothing there, a check says so.
     // Removing what is there is always possible.
     if (request.action != ACTION_UNINSTALL) {
@@ -393,5 +400,6 @@ int appRunAction(const wchar_t *commandLine)
     appSetWindowless(0);
     appSetLookOnly(0);
     gs2_SetDocumentsFolder(L"");
+    gs2_SetMachineDataFolder(0);
     return code;
 }

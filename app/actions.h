@@ -33,6 +33,7 @@ enum ActionExit {
     EXIT_JOB_STUCK = 23,
     EXIT_NO_PDF = 24,
     EXIT_NOT_PDF = 25,
+    EXIT_UNTRUSTED = 26,
     // ERROR_INSTALL_ALREADY_RUNNING: deployment tools retry exactly this code.
     EXIT_BUSY = 1618,
 };

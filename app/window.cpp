@@ -213,6 +213,8 @@ int appOnCommand(WPARAM command)
         UINT done = gs2_AutoSetupTessaloomPDF(g_mainWindow, L"", 1);
         if (gs2_LastSetupOutcome() == SETUP_PRINTER_FAILED)
             gs2_TraceDriverState();
+        gs2_TraceResponseFileTrust();
+        gs2_TraceGhostscriptAdvice();
         lockRelease(lock);
         g_setupRunning = false;
         if (done) {

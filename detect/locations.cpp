@@ -1,5 +1,7 @@
 // Where the program's files live: the per-user data folder and the response files.
 #include "detect/locations.h"
+#include <aclapi.h>
+#include <sddl.h>
 #include <shlobj.h>
 #include <cwchar>
 #include "detect/gs.h"
@@ -17,6 +19,7 @@ const wchar_t kRspFileName[] = L"tl2pdf.rsp";
 namespace {
 
 wchar_t g_documents[MAX_PATH + 1];  // set for an unattended run that names the Documents folder
+int g_machine;                      // -MACHINE: the data folder is ProgramData's, for every user
 wchar_t g_asked[MAX_PATH + 1];      // what the shell answered during the command g_askedIn
 unsigned g_askedIn;
 
@@ -25,7 +28,9 @@ unsigned g_askedIn;
 void documentsFolder(wchar_t *out)
 {
     out[0] = L'\0';
-    if (g_documents[0]) {
+    if (g_machine) {
+        SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, out);
+    } else if (g_documents[0]) {
         strCopyN(out, g_documents, MAX_PATH);
     } else if (appCommandSerial() && appCommandSerial() == g_askedIn) {
         strCopyN(out, g_asked, MAX_PATH);
@@ -42,10 +47,42 @@ void gs2_SetDocumentsFolder(const wchar_t *folder) { strCopyN(g_documents, folde
 
 void gs2_GetDocumentsFolder(wchar_t *out) { documentsFolder(out); }
 
+void gs2_SetMachineDataFolder(int on) { g_machine = on; }
+
+int gs2_IsMachineDataFolder() { return g_machine; }
+
+// Owner Administrators, and a DACL of its own: LocalSystem and Administrators may do anything,
+// Users may read (so that every user's Tessaloom program finds the PDF), nobody else anything.
+// An existing folder is set so as well: whatever it allowed before is taken back.
+int gs2_SecureMachineFolder(const wchar_t *path)
+{
+    PSECURITY_DESCRIPTOR sd = nullptr;
+    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(
+            L"O:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;0x1200a9;;;BU)", SDDL_REVISION_1, &sd, nullptr))
+        return 0;
+    SECURITY_ATTRIBUTES attributes = {sizeof(attributes), sd, FALSE};
+    int done = CreateDirectoryW(path, &attributes);
+    if (!done && GetLastError() == ERROR_ALREADY_EXISTS && pathIsDirectory(path)) {
+        BOOL present = FALSE, defaulted = FALSE;
+        PACL dacl = nullptr;
+        PSID owner = nullptr;
+        GetSecurityDescriptorDacl(sd, &present, &dacl, &defaulted);
+        GetSecurityDescriptorOwner(sd, &owner, &defaulted);
+        done = SetNamedSecurityInfoW(const_cast<wchar_t *>(path), SE_FILE_OBJECT,
+                                     OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION |
+                                         PROTECTED_DACL_SECURITY_INFORMATION,
+                                     owner, nullptr, dacl, nullptr) == ERROR_SUCCESS;
+    }
+    LocalFree(sd);
+    return done;
+}
+
 // In a look-only run nothing is created: a folder that could be made counts as there, so that
 // the paths come out as a setup would write them.
 int gs2_EnsureFolder(const wchar_t *path)
 {
+    if (g_machine && !appIsLookOnly())
+        return gs2_SecureMachineFolder(path);  // made, or repaired, whenever it is asked for
     if (pathIsDirectory(path))
         return 1;
     if (appIsLookOnly())

@@ -10,6 +10,11 @@ int gs2_GetDataFolder(wchar_t *out);
 void gs2_SetDocumentsFolder(const wchar_t *folder);
 // The Documents folder the data folder goes into: the named one, else the account's own (MAX_PATH + 1).
 void gs2_GetDocumentsFolder(wchar_t *out);
+// -MACHINE: the data folder is %ProgramData%\TessaloomPDF, made (or repaired) writable by
+// administrators only whenever it is asked for.
+void gs2_SetMachineDataFolder(int on);
+int gs2_IsMachineDataFolder();
+int gs2_SecureMachineFolder(const wchar_t *path);
 int gs2_EnsureFolder(const wchar_t *path);
 int gs2_GetRspFilePath(wchar_t *out);
 int gs2_DataPathsFit(wchar_t *folder, int capacity);

@@ -86,10 +86,11 @@
 #define IDS_ARM64_REFUSED           14965   // Windows on ARM64: RedMon has no monitor for it
 #define IDS_REMOTE_FOLDER_REFUSED   14966   // the Documents folder is on a network path
 #define IDS_LOCK_FAILED             14967   // the setup lock cannot be created at all
+#define IDS_UNTRUSTED_FOLDER        14968   // someone not an administrator can change the data folder
 
 // Unattended actions (-SETUP, -STATUS, -UNINSTALL, -PRINTTEST). The meaning of exit code N
-// (0..25) is IDS_EXIT_FIRST + N, that of 1618 IDS_EXIT_BUSY; the log's last line names it.
-#define IDS_EXIT_FIRST              15140   // 15140..15165: exit codes 0..25
+// (0..26) is IDS_EXIT_FIRST + N, that of 1618 IDS_EXIT_BUSY; the log's last line names it.
+#define IDS_EXIT_FIRST              15140   // 15140..15166: exit codes 0..26
 #define IDS_EXIT_BUSY               15199   // exit code 1618
 #define IDS_USAGE_BRACKET           15120
 #define IDS_USAGE_UNKNOWN           15121
@@ -104,6 +105,7 @@
 #define IDS_ACTION_WAITING          15130
 #define IDS_SETUP_BUSY              15131   // the setup button: another setup holds the lock
 #define IDS_USAGE_WAIT              15132
+#define IDS_USAGE_MACHINE           15133
 
 // ---- Dialogs ---------------------------------------------------------------------------------
 // MAIN_DLG and PROGRESS_MSGBOX are named (see above).

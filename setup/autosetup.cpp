@@ -4,6 +4,7 @@
 #include "detect/gs.h"
 #include "detect/locations.h"
 #include "detect/machine.h"
+#include "detect/trust.h"
 #include "detect/printers.h"
 #include "detect/redmon.h"
 #include "diag/trace.h"
@@ -185,7 +186,44 @@ SetupOutcome gs2_FindRefusal(wchar_t *message, int capacity)
         resFormatString(message, capacity, IDS_REMOTE_FOLDER_REFUSED, documents);
         return SETUP_REMOTE_FOLDER;
     }
+    // Ghostscript obeys the response file as LocalSystem: whoever can change it, or replace
+    // the folder it is in, could run programs as LocalSystem.
+    wchar_t folder[PATH_BUFFER + MAX_PATH], rsp[PATH_BUFFER + MAX_PATH], format[1024];
+    TrustFinding finding;
+    gs2_DataPathsFit(folder, PATH_BUFFER + MAX_PATH);
+    _snwprintf(rsp, PATH_BUFFER + MAX_PATH, L"%s\\%s", folder, kRspFileName);
+    rsp[PATH_BUFFER + MAX_PATH - 1] = L'\0';
+    if (sysIsVistaOrLater() && !trustCheckDataFolder(folder, rsp, &finding)) {
+        resLoadString(nullptr, IDS_UNTRUSTED_FOLDER, format, 1024);
+        _snwprintf(message, capacity, format, finding.object, finding.principal, finding.right);
+        message[capacity - 1] = L'\0';
+        return SETUP_UNTRUSTED_FOLDER;
+    }
     return SETUP_DONE;
+}
+
+// The response file's owner and every principal that can change it, in one line.
+void gs2_TraceResponseFileTrust()
+{
+    wchar_t rsp[PATH_BUFFER] = L"", who[1024];
+    if (!dbg_IsDebugMode() || !gs2_GetRspFilePath(rsp) || pathProbe(rsp, nullptr) != ERROR_SUCCESS)
+        return;
+    trustDescribe(rsp, who, 1024);
+    dbg_TraceLine(L"Response file %s: %s", rsp, who[0] ? who : L"its security cannot be read");
+}
+
+// Print jobs run Ghostscript as LocalSystem: releases before 10.03.1 let a job's PostScript
+// escape -dSAFER (CVE-2023-36664, CVE-2024-33871). Said, not refused: the machine still prints.
+void gs2_TraceGhostscriptAdvice()
+{
+    const wchar_t *version = gs2_ChosenVersion();
+    int major = 0, minor = 0, patch = 0;
+    if (!dbg_IsDebugMode() || swscanf(version, L"%d.%d.%d", &major, &minor, &patch) < 2)
+        return;
+    if (major < 10 || (major == 10 && (minor < 3 || (minor == 3 && patch < 1))))
+        dbg_TraceLine(L"Ghostscript %s is older than 10.03.1: a print job's PostScript can escape its -dSAFER "
+                      L"mode there (CVE-2023-36664, CVE-2024-33871), and every job runs as LocalSystem. Update "
+                      L"Ghostscript to 10.03.1 or later.", version);
 }
 
 UINT gs2_AutoSetupTessaloomPDF(HWND owner, const wchar_t *driver, int interactive)

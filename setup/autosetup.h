@@ -19,6 +19,7 @@ enum SetupOutcome {
     SETUP_PROTECTED_PRINT,
     SETUP_ARM64,
     SETUP_REMOTE_FOLDER,
+    SETUP_UNTRUSTED_FOLDER,
 };
 SetupOutcome gs2_LastSetupOutcome();
 // A machine where PDF output cannot work, found before anything is changed: SETUP_DONE when
@@ -26,6 +27,9 @@ SetupOutcome gs2_LastSetupOutcome();
 // After a failed install: whether the chosen driver is installed for the machine's environment.
 void gs2_TraceDriverState();
 SetupOutcome gs2_FindRefusal(wchar_t *message, int capacity);
+// Lines of the trace: who can change the response file; a Ghostscript with known escapes.
+void gs2_TraceResponseFileTrust();
+void gs2_TraceGhostscriptAdvice();
 void gs2_ChooseDriverName(wchar_t *out);
 void gs2_SetPdfPrinterName(const wchar_t *driver, wchar_t *out);
 void gs2_GetPdfPrinterName(wchar_t *out);

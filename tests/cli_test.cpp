@@ -178,8 +178,16 @@ TEST_F(Cli, RemovesWhatTheButtonSetsUpAndSetsItUpAlike)
                   L"rundll32 printui.dll,PrintUIEntry /if /m \"HP Color LaserJet 2800 Series PS\" /h[x64] /f "
                   L"%windir%\\inf\\ntprint.inf  /b \"TessaloomPDF\" /r \"TessaloomPDF:\"\r\n\t[gs2_AddPrinter_Thru_Dll] ends. "
                   L"Returns = 1\r\n[gs2_AutoSetupTessaloomPDF] Succeeded\r\n[gs2_AutoSetupTessaloomPDF] ends\r\n"
-                  L"Response file: " + testkit::documentsDir() + L"\\TessaloomPDF\\tl2pdf.rsp\r\nExit code 0: done\r\n",
-              steps);
+                  L"Response file " + rspPath() + L": owner: ",
+              steps.substr(0, steps.find(L": owner: ") + 9));
+    // Who can change it (the running account, an administrator, and LocalSystem), Ghostscript's
+    // known escapes, then the response file that makes the verdict.
+    EXPECT_NE(std::wstring::npos, steps.find(L"(S-1-5-18)"));
+    EXPECT_EQ(std::wstring::npos, steps.find(L"[not an administrator]"));
+    EXPECT_NE(std::wstring::npos, steps.find(L"\r\nGhostscript 9.05 is older than 10.03.1: a print job's PostScript can "
+                                             L"escape its -dSAFER mode there (CVE-2023-36664, CVE-2024-33871), and every "
+                                             L"job runs as LocalSystem. Update Ghostscript to 10.03.1 or later.\r\n"
+                                             L"Response file: " + rspPath() + L"\r\nExit code 0: done\r\n"));
     EXPECT_EQ(button, machineState());
 
     Outcome status = run(L"-STATUS", true);
@@ -275,6 +283,16 @@ void policy(const wchar_t *path, const wchar_t *name, DWORD value = 1)
 const wchar_t kProtectedPrint[] = L"SOFTWARE\\Policies\\Microsoft\\Windows NT\\Printers\\WPP";
 const wchar_t kFolderAccess[] =
     L"SOFTWARE\\Microsoft\\Windows Defender\\Windows Defender Exploit Guard\\Controlled Folder Access";
+
+// Wine reads a file's security from its Unix owner and mode: a shell command on the file (chmod
+// o+w, chown nobody, ln -s) is how a folder comes to be changeable by others here.
+void onFile(const std::wstring &command, const std::wstring &path)
+{
+    EXPECT_EQ(0, testkit::runShell(command + L" '" + testkit::unixPath(path) + L"'")) << testing::PrintToString(command);
+}
+std::wstring dataFolder() { return testkit::documentsDir() + L"\\TessaloomPDF"; }
+const wchar_t kMachineFolder[] = L"C:\\ProgramData\\TessaloomPDF";
+const std::wstring kMachineRsp = std::wstring(kMachineFolder) + L"\\tl2pdf.rsp";
 
 // The port key's DACL; kSealed denies everyone reading and deleting it (but not WRITE_DAC).
 const wchar_t kSealed[] = L"D:(D;;0x10001;;;WD)(A;;KA;;;WD)", kOpen[] = L"D:(A;;KA;;;WD)";
@@ -462,6 +480,37 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
              std::replace(pdf.begin(), pdf.end(), L'\\', L'/');
              testkit::writeFile(rspPath(), "-sDEVICE=txtwrite -o \"" + std::string(pdf.begin(), pdf.end()) + "\"");
          }, true, keptMine},
+        // Who can change what Ghostscript obeys as LocalSystem: only administrators may.
+        {L"-SETUP", 26, L"\r\n" + dataFolder() + L" can be changed by Everyone (S-1-1-0), who is not an administrator "
+                       L"(write data).", [] { CreateDirectoryW(dataFolder().c_str(), nullptr), onFile(L"chmod o+w", dataFolder()); },
+         false, [] { onFile(L"chmod o-w", dataFolder()); }},
+        {L"-STATUS", 26, L"\r\n" + rspPath() + L" can be changed by Everyone (S-1-1-0)", [] {
+             ready(), onFile(L"chmod o+w", rspPath());
+         }, true, [] { onFile(L"chmod o-w", rspPath()); }},
+        {L"-PRINTTEST", 26, L" can be changed by NT AUTHORITY\\ANONYMOUS LOGON (S-1-5-7), who is not an administrator (owner)",
+         [] { ready(), onFile(L"chown nobody", dataFolder()); }, true, [] { onFile(L"chown root", dataFolder()); }},
+        {L"-SETUP", 26, L"\r\n" + testkit::documentsDir() + L" can be changed by Everyone (S-1-1-0)", [] {
+             onFile(L"chmod o+w", testkit::documentsDir());
+         }, false, [] { onFile(L"chmod o-w", testkit::documentsDir()); }},
+        {L"-SETUP", 26, L"\r\n" + dataFolder() + L" can be changed by whoever made it, who is not an administrator (a link", [] {
+             testkit::removeTree(dataFolder()), CreateDirectoryW(L"C:\\tlpdf-elsewhere", nullptr);
+             testkit::runShell(L"ln -s '" + testkit::unixPath(L"C:\\tlpdf-elsewhere") + L"' '" + testkit::unixPath(dataFolder()) + L"'");
+         }, false, [] { testkit::runShell(L"rm '" + testkit::unixPath(dataFolder()) + L"'"); }},
+        // -MACHINE: one data folder, for administrators to change and every user to read.
+        {L"-SETUP -MACHINE", 0, L"\tResponse file written: " + kMachineRsp, [] {
+             testkit::removeTree(kMachineFolder), testkit::installPdfDriver(L"HP Color LaserJet 2800 Series PS");
+             testkit::installGhostscriptStandIn(kGswin);
+         }, true, [] {
+             EXPECT_EQ(L"@\"" + kMachineRsp + L"\" -c save pop -f -", testkit::readRegString(HKEY_LOCAL_MACHINE, kPortKey, L"Arguments"));
+             expectRun(run(L"-STATUS -MACHINE", true), 0, (L"\r\nResponse file " + kMachineRsp + L": owner: ").c_str());
+             ASSERT_TRUE(testkit::printText(L"TessaloomPDF", L"for every user")) << testkit::printLog();
+             EXPECT_EQ(L"for every user\n\n\f", testkit::pdfText(std::wstring(kMachineFolder) + L"\\TessaloomPDF.pdf"));
+         }},
+        {L"-SETUP -MACHINE", 26, L"\r\n" + kMachineRsp + L" can be changed by NT AUTHORITY\\ANONYMOUS LOGON (S-1-5-7)", [] {
+             testkit::removeTree(kMachineFolder), CreateDirectoryW(kMachineFolder, nullptr);
+             testkit::writeFile(kMachineRsp, "-dNOSAFER"), onFile(L"chown nobody", kMachineRsp);
+         }, false, [] { EXPECT_EQ("-dNOSAFER", testkit::readFile(kMachineRsp)), testkit::removeTree(kMachineFolder); }},
+        {L"-SETUP -MACHINE -DOCUMENTS[C:\\]", 2, L"Usage error: -MACHINE and -DOCUMENTS name the data folder both"},
         // Machines where no PDF can come out: a setup changes nothing, a check says why.
         {L"-SETUP", 19, testkit::loadString(IDS_PROTECTED_PRINT_REFUSED), [] {
              policy(kProtectedPrint, L"WindowsProtectedPrintGroupPolicyState");
