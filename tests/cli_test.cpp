@@ -460,7 +460,7 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
              RegSetKeyValueW(HKEY_LOCAL_MACHINE, kMonitorKey, L"Driver", REG_SZ, L"gone.dll", 18);
          }, true},
         {L"-STATUS", 18, L"\r\nThe Print Spooler does not list the port TessaloomPDF:.\r\nExit", [] {
-             ready(), testkit::writeFile(L"C:\\tlpdf-monitor\\ports.txt", "");  // a spooler that never heard of it
+             ready(), testkit::installMonitor();  // a spooler that never heard of it
          }, true},
         {L"-STATUS", 12, L"\r\nPrinter TessaloomPDF: driver ", [] { ready(L"LPT1:"); }, true},
         // A key that cannot be read is neither there nor gone.

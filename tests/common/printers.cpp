@@ -223,23 +223,25 @@ bool installMonitor(const std::vector<std::wstring> &listed)
 {
     CreateDirectoryW(L"C:\\tlpdf-monitor", nullptr);
     DeleteFileW(L"C:\\tlpdf-monitor\\jobs.txt");
-    std::string list;
+    std::wstring list;
     for (const auto &port : listed)
-        list += std::string(port.begin(), port.end()) + "\r\n";
+        list += port + L'\0';
+    list += L'\0';
     MONITOR_INFO_2W info = {const_cast<wchar_t *>(L"Redirected Port"), const_cast<wchar_t *>(monitorEnvironment()),
                             const_cast<wchar_t *>(L"tlpdfmon.dll")};
-    return writeFile(L"C:\\tlpdf-monitor\\ports.txt", list) &&
-           CopyFileW(binPath(L"tlpdfmon.dll").c_str(), (systemDir() + L"\\tlpdfmon.dll").c_str(), FALSE) &&
+    return CopyFileW(binPath(L"tlpdfmon.dll").c_str(), (systemDir() + L"\\tlpdfmon.dll").c_str(), FALSE) &&
            (AddMonitorW(nullptr, 2, reinterpret_cast<BYTE *>(&info)) ||
-            GetLastError() == ERROR_PRINT_MONITOR_ALREADY_INSTALLED);
+            GetLastError() == ERROR_PRINT_MONITOR_ALREADY_INSTALLED) &&
+           RegSetKeyValueW(HKEY_LOCAL_MACHINE, kMonitorKey, L"KnownPorts", REG_MULTI_SZ, list.c_str(),
+                           static_cast<DWORD>(list.size() * sizeof(wchar_t))) == ERROR_SUCCESS;
 }
 
 void removeMonitor()
 {
     DeleteMonitorW(nullptr, const_cast<wchar_t *>(monitorEnvironment()), const_cast<wchar_t *>(L"Redirected Port"));
     DeleteFileW((systemDir() + L"\\tlpdfmon.dll").c_str());
-    DeleteFileW(L"C:\\tlpdf-monitor\\ports.txt");
 }
+
 bool stopSpooler() { return spooler(0), waitFor([] { return spoolerState() == SERVICE_STOPPED; }); }
 void setSpoolerStart(DWORD startType) { spooler(startType); }
 

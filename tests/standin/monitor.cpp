@@ -1,9 +1,9 @@
 // A test-only stand-in for RedMon's port monitor "Redirected Port", doing what RedMon does with
 // the values the program writes. Wine's spooler loads it into the process that asks (see the
-// platform notes), so the spooler's own memory of its ports is a file shared by all processes:
-// C:\tlpdf-monitor\ports.txt, one UTF-8 name a line. AddPort lists the port and makes its key
-// under Ports, DeletePort forgets both, EnumPorts answers the list. A job runs the port's
-// Command with its Arguments, the job on its standard input, and ends when that program has;
+// platform notes), so the spooler's own memory of its ports is kept where all processes see it:
+// the value KnownPorts of the monitor's key. AddPort lists the port and makes its key under
+// Ports, DeletePort forgets both, EnumPorts answers the list. A job runs the port's Command with
+// its Arguments, the job on its standard input, and ends when that program has;
 // C:\tlpdf-monitor\jobs.txt gets a line for each step, so a test can tell which link broke.
 // Built for each architecture.
 #include <windows.h>
@@ -14,25 +14,18 @@
 
 namespace {
 
-const wchar_t kList[] = L"C:\\tlpdf-monitor\\ports.txt";
+const wchar_t kMonitorKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected Port";
 const wchar_t kPortsKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Redirected Port\\Ports";
 HANDLE const kHandle = reinterpret_cast<HANDLE>(static_cast<INT_PTR>(0x7C5));
 
 std::vector<std::wstring> readList()
 {
+    wchar_t text[4096] = L"";
+    DWORD size = sizeof text - 2 * sizeof(wchar_t);
     std::vector<std::wstring> ports;
-    HANDLE file = CreateFileW(kList, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
-    char bytes[4096];
-    DWORD got = 0;
-    if (file != INVALID_HANDLE_VALUE && ReadFile(file, bytes, sizeof bytes, &got, nullptr)) {
-        wchar_t text[4096];
-        int n = MultiByteToWideChar(CP_UTF8, 0, bytes, static_cast<int>(got), text, 4096);
-        std::wstring all(text, n > 0 ? n : 0);
-        for (size_t start = 0, end; (end = all.find(L"\r\n", start)) != std::wstring::npos; start = end + 2)
-            ports.push_back(all.substr(start, end - start));
-    }
-    if (file != INVALID_HANDLE_VALUE)
-        CloseHandle(file);
+    if (RegGetValueW(HKEY_LOCAL_MACHINE, kMonitorKey, L"KnownPorts", RRF_RT_REG_MULTI_SZ, nullptr, text, &size) == 0)
+        for (const wchar_t *p = text; *p; p += wcslen(p) + 1)
+            ports.push_back(p);
     return ports;
 }
 
@@ -40,13 +33,10 @@ void writeList(const std::vector<std::wstring> &ports)
 {
     std::wstring all;
     for (const auto &p : ports)
-        all += p + L"\r\n";
-    char bytes[4096];
-    int n = WideCharToMultiByte(CP_UTF8, 0, all.c_str(), static_cast<int>(all.size()), bytes, 4096, nullptr, nullptr);
-    HANDLE file = CreateFileW(kList, GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr);
-    DWORD written = 0;
-    WriteFile(file, bytes, n > 0 ? n : 0, &written, nullptr);
-    CloseHandle(file);
+        all += p + L'\0';
+    all += L'\0';
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, kMonitorKey, L"KnownPorts", REG_MULTI_SZ, all.c_str(),
+                    static_cast<DWORD>(all.size() * sizeof(wchar_t)));
 }
 
 BOOL WINAPI enumPorts(HANDLE, LPWSTR, DWORD level, LPBYTE buffer, DWORD size, LPDWORD needed, LPDWORD returned)
