@@ -284,15 +284,6 @@ const wchar_t kProtectedPrint[] = L"SOFTWARE\\Policies\\Microsoft\\Windows NT\\P
 const wchar_t kFolderAccess[] =
     L"SOFTWARE\\Microsoft\\Windows Defender\\Windows Defender Exploit Guard\\Controlled Folder Access";
 
-// Ghostscript of that version alone, in this runner's registry view.
-void ghostscriptVersion(const std::wstring &version)
-{
-    testkit::installGhostscript(false);
-    const std::wstring dll = L"C:\\gs\\gs" + version + L"\\bin\\gsdll32.dll";
-    RegSetKeyValueW(HKEY_LOCAL_MACHINE, (L"Software\\GPL Ghostscript\\" + version).c_str(), L"GS_DLL", REG_SZ, dll.c_str(),
-                    static_cast<DWORD>((dll.size() + 1) * sizeof(wchar_t)));
-}
-
 // Wine reads a file's security from its Unix owner and mode: a shell command on the file (chmod
 // o+w, chown nobody, ln -s) is how a folder comes to be changeable by others here.
 void onFile(const std::wstring &command, const std::wstring &path)
@@ -519,8 +510,8 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
              testkit::removeTree(kMachineFolder), CreateDirectoryW(kMachineFolder, nullptr);
              testkit::writeFile(kMachineRsp, "-dNOSAFER"), onFile(L"chown nobody", kMachineRsp);
          }, false, [] { EXPECT_EQ("-dNOSAFER", testkit::readFile(kMachineRsp)), testkit::removeTree(kMachineFolder); }},
-        {L"-STATUS", 11, L"\r\nGhostscript 10.00 is older than 10.03.1: ", [] { ghostscriptVersion(L"10.00"); }},
-        {L"-STATUS", 11, L"\r\nGhostscript 10.03.1, console program", [] { ghostscriptVersion(L"10.03.1"); }, false,
+        {L"-STATUS", 11, L"\r\nGhostscript 10.00 is older than 10.03.1: ", [] { testkit::installGhostscript(true, L"10.00"); }},
+        {L"-STATUS", 11, L"\r\nGhostscript 10.03.1, console program", [] { testkit::installGhostscript(true, L"10.03.1"); }, false,
          [] { EXPECT_EQ(std::wstring::npos, logText().find(L"is older than")); }},
         {L"-SETUP -MACHINE -DOCUMENTS[C:\\]", 2, L"Usage error: -MACHINE and -DOCUMENTS name the data folder both"},
         // Machines where no PDF can come out: a setup changes nothing, a check says why.

@@ -134,26 +134,18 @@ bool installGhostscriptStandIn(const std::wstring &console, const char *mode)
     return CopyFileW(binPath(L"tlpdf_tests.exe").c_str(), console.c_str(), FALSE) != FALSE;
 }
 
-// Wine's PostScript driver with the PDF PPD of Debian's Ghostscript, for both environments; Wine
-// records the data file but does not copy it, so it goes into each driver folder first.
+// Wine's PostScript driver with the PDF PPD of Debian's Ghostscript (put into the prefix by the
+// rig), for both environments; Wine records the data file but does not copy it, so it goes into
+// each driver folder first.
 bool installPdfDriver(const wchar_t *name)
 {
-    WIN32_FIND_DATAW found;
-    HANDLE find = FindFirstFileW(L"Z:\\usr\\share\\ghostscript\\*", &found);
-    std::wstring ppd;
-    for (bool more = find != INVALID_HANDLE_VALUE; more && ppd.empty(); more = FindNextFileW(find, &found)) {
-        std::wstring candidate = std::wstring(L"Z:\\usr\\share\\ghostscript\\") + found.cFileName + L"\\lib\\ghostpdf.ppd";
-        if (found.cFileName[0] != L'.' && GetFileAttributesW(candidate.c_str()) != INVALID_FILE_ATTRIBUTES)
-            ppd = candidate;
-    }
-    FindClose(find);
-    bool ok = !ppd.empty();
+    bool ok = true;
     for (const wchar_t *environment : {L"Windows x64", L"Windows NT x86"}) {
         wchar_t folder[MAX_PATH] = L"";
         DWORD needed = 0;
         GetPrinterDriverDirectoryW(nullptr, const_cast<wchar_t *>(environment), 1, reinterpret_cast<BYTE *>(folder),
                                    sizeof folder, &needed);
-        ok = ok && CopyFileW(ppd.c_str(), (std::wstring(folder) + L"\\ghostpdf.ppd").c_str(), FALSE);
+        ok = ok && CopyFileW(L"C:\\tlpdf-ghostpdf.ppd", (std::wstring(folder) + L"\\ghostpdf.ppd").c_str(), FALSE);
         DRIVER_INFO_3W driver = {};
         driver.cVersion = 3;
         driver.pName = const_cast<wchar_t *>(name);

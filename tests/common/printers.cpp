@@ -114,12 +114,13 @@ std::wstring nativeSystemDir()
     return std::wstring(dir) + L"\\sysnative";
 }
 
-void installGhostscript(bool installed)
+void installGhostscript(bool installed, const std::wstring &version)
 {
     deleteRegTree(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript");
-    const wchar_t dll[] = L"C:\\gs\\gs9.05\\bin\\gsdll32.dll";
+    const std::wstring dll = L"C:\\gs\\gs" + version + L"\\bin\\gsdll32.dll";
     if (installed)
-        RegSetKeyValueW(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript\\9.05", L"GS_DLL", REG_SZ, dll, sizeof dll);
+        RegSetKeyValueW(HKEY_LOCAL_MACHINE, (L"Software\\GPL Ghostscript\\" + version).c_str(), L"GS_DLL", REG_SZ,
+                        dll.c_str(), static_cast<DWORD>((dll.size() + 1) * sizeof(wchar_t)));
 }
 
 void installRedMon(bool installed)

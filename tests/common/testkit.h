@@ -150,10 +150,10 @@ std::wstring widen(const std::string &utf8);
 std::wstring unixPath(const std::wstring &windowsPath);
 int runShell(const std::wstring &script, DWORD timeoutMs = 60000);  // its exit code, -1 on none
 
-// The outside components as the program looks for them: Ghostscript 9.05's registry key
-// (GS_DLL C:\gs\gs9.05\bin\gsdll32.dll, in this process's registry view, as a Ghostscript of
-// this architecture installs it) and RedMon's library in the real system folder.
-void installGhostscript(bool installed);
+// The outside components as the program looks for them: Ghostscript's registry key (9.05 unless
+// told: GS_DLL C:\gs\gs9.05\bin\gsdll32.dll, in this process's registry view, as a Ghostscript
+// of this architecture installs it) and RedMon's library in the real system folder.
+void installGhostscript(bool installed, const std::wstring &version = L"9.05");
 void installRedMon(bool installed);
 
 }  // namespace testkit

@@ -63,6 +63,8 @@ rig_start_wine() {
     # Drive N: stands for a network share: Wine reports a drive as remote when its Drives key says
     # so, read when the session starts, so it is written before the persistent server comes up.
     mkdir -p "$prefix/drive_c/tlpdf-network/docs"
+    # Ghostscript's PDF printer description, for the test printer's driver.
+    cp /usr/share/ghostscript/*/lib/ghostpdf.ppd "$prefix/drive_c/tlpdf-ghostpdf.ppd" 2>/dev/null || true
     ln -sfn ../drive_c/tlpdf-network "$prefix/dosdevices/n:"
     "$WINELOADER" reg add 'HKLM\Software\Wine\Drives' /v n: /d network /f >/dev/null 2>&1
     wineserver -w
