@@ -3,6 +3,8 @@
 // Debian's gs with the options it was given, Windows paths mapped to the prefix's Unix paths.
 #include <windows.h>
 #include <winspool.h>
+#include <shellapi.h>
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -16,22 +18,16 @@ const wchar_t kGsDir[] = L"C:\\tlpdf-gs";
 
 std::wstring gsFile(const wchar_t *name) { return std::wstring(kGsDir) + L"\\" + name; }
 
-// Ghostscript's own reading of an @file: blanks and line ends separate, double quotes group.
+// Ghostscript reads an @file as its command line: the system's splitting, line ends as blanks.
 void splitOptions(const std::string &text, std::vector<std::wstring> *out)
 {
-    std::string arg;
-    bool quoted = false, any = false;
-    for (char c : text + " ") {
-        if (c == '"') {
-            quoted = !quoted, any = true;
-        } else if (!quoted && isspace(static_cast<unsigned char>(c))) {
-            if (any || !arg.empty())
-                out->push_back(widen(arg));
-            arg.clear(), any = false;
-        } else {
-            arg += c;
-        }
-    }
+    std::wstring line = L"gs " + widen(text);
+    std::replace_if(line.begin(), line.end(), [](wchar_t c) { return c == L'\r' || c == L'\n'; }, L' ');
+    int count = 0;
+    wchar_t **args = CommandLineToArgvW(line.c_str(), &count);
+    for (int i = 1; args && i < count; i++)
+        out->push_back(args[i]);
+    LocalFree(args);
 }
 
 // A file name as Ghostscript reads it ("%%" is "%"), mapped, and written back the same way.
