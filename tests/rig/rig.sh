@@ -8,6 +8,8 @@ RIG_SERVER_PID=""
 rig_log() { echo "rig: $*" >&2; }
 
 rig_wine_env() {
+    # Unix file names in UTF-8, so that a Documents folder with an accented letter reaches gs.
+    [ -n "${LANG:-}" ] || export LANG=C.UTF-8
     export WINEPREFIX="$1" WINEARCH=win64 WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
     export WINELOADER=/usr/lib/wine/wine64
 }
