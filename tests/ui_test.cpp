@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <commctrl.h>
-#include <commdlg.h>
 #include <dlgs.h>
 #include <mapi.h>
 #include <string>
@@ -26,7 +25,6 @@
 #include "support/res.h"
 #include "support/settings.h"
 #include "support/sys.h"
-#include "support/ver.h"
 #include "tests/common/testkit.h"
 
 namespace {
@@ -39,6 +37,15 @@ std::wstring tracePath()
     wchar_t path[260];
     dbg_GetTraceFilePath(path);
     return path;
+}
+
+// What the boxes a watcher saw said, a line each: "caption|text".
+std::wstring seen(BoxWatcher &watcher)
+{
+    std::wstring lines;
+    for (const auto &box : watcher.wait())
+        lines += box.caption + L"|" + box.text + L"\n";
+    return lines;
 }
 
 void pump()
@@ -97,8 +104,23 @@ protected:
     static void click(HWND dialog, int id) { SendMessageW(GetDlgItem(dialog, id), BM_CLICK, 0, 0); }
 };
 
-int g_mailCalls;
-ULONG WINAPI countingSendMail(ULONG_PTR, ULONG_PTR, void *, ULONG, ULONG) { return g_mailCalls++, 0; }
+// What the report hands to MAPISendMail, captured at the call.
+std::string g_sent;
+ULONG g_result;
+ULONG WINAPI fakeSendMail(ULONG_PTR, ULONG_PTR parent, void *data, ULONG flags, ULONG)
+{
+    auto *m = static_cast<MapiMessage *>(data);
+    g_sent = std::to_string(parent == reinterpret_cast<ULONG_PTR>(GetDesktopWindow())) + " " + std::to_string(flags) +
+             " " + m->lpszSubject + " " + std::to_string(m->lpszNoteText == nullptr && m->lpOriginator == nullptr) +
+             " " + std::to_string(m->nRecipCount) + " " + std::to_string(m->nFileCount);
+    if (m->nRecipCount)
+        g_sent += " " + std::to_string(m->lpRecips[0].ulRecipClass) + " " + m->lpRecips[0].lpszAddress + " " +
+                  std::to_string(m->lpRecips[0].lpszName == nullptr);
+    if (m->nFileCount)
+        g_sent += std::string(" ") + m->lpFiles[0].lpszPathName + " [" + m->lpFiles[0].lpszFileName + "] " +
+                  std::to_string(static_cast<long>(m->lpFiles[0].nPosition));
+    return g_result;
+}
 
 TEST_F(Ui, MainDialogShowsTheComponentsAndOffersSetupOnlyWhenBothAreThere)
 {
@@ -109,21 +131,17 @@ TEST_F(Ui, MainDialogShowsTheComponentsAndOffersSetupOnlyWhenBothAreThere)
     } rows[] = {
         {false, false, false, L"Ghostscript not installed.\r\nRedMon not installed.\r\nTessaloomPDF driver not installed.\r\n", IDS_STATUS_MISSING},
         {false, true, false, L"Ghostscript not installed.\r\nRedMon installed.\r\nTessaloomPDF driver not installed.\r\n", IDS_STATUS_MISSING},
-        {true, true, false, L"Ghostscript version 9.05 installed\r\nRedMon installed.\r\nTessaloomPDF driver not installed.\r\n", IDS_STATUS_READY},
         {true, true, true, L"Ghostscript version 9.05 installed\r\nRedMon installed.\r\nTessaloomPDF driver installed\r\n", IDS_STATUS_DONE},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(testing::Message() << row.gs << row.redmon << row.printer);
         components(row.gs, row.redmon);
-        if (row.printer) {
-            ASSERT_TRUE(testkit::addPrinter(L"TessaloomPDF"));
-        }
+        ASSERT_TRUE(!row.printer || testkit::addPrinter(L"TessaloomPDF"));
         HWND dialog = open();
         ASSERT_NE(nullptr, dialog);
         EXPECT_EQ(row.summary, item(dialog, IDC_COMPONENTS));
         EXPECT_EQ(loadString(row.status), item(dialog, IDC_STATUS));
         EXPECT_EQ(row.gs && row.redmon, enabled(dialog, IDC_SETUP));
-        EXPECT_FALSE(visible(dialog, IDC_REPORT));
         EXPECT_EQ(L"Or go to: https://www.example.com/tessaloom/pdf-instructions.html", item(dialog, IDC_URL));
         DestroyWindow(appGetMainWindow());
         pump();
@@ -142,8 +160,8 @@ TEST_F(Ui, DebugModeStartsATraceAndTheReportButtonMailsIt)
 {
     HWND dialog = open();
     ASSERT_NE(nullptr, dialog);
-    mapiTestSetSendMail(countingSendMail);
-    g_mailCalls = 0;
+    mapiTestSetSendMail(fakeSendMail);
+    g_sent = "none", g_result = 0;
     click(dialog, IDC_DEBUG);
     EXPECT_EQ(1, dbg_IsDebugMode());
     EXPECT_TRUE(visible(dialog, IDC_REPORT));
@@ -153,7 +171,8 @@ TEST_F(Ui, DebugModeStartsATraceAndTheReportButtonMailsIt)
     appRefreshMainDialog();  // what the window does after a setup run
     EXPECT_TRUE(enabled(dialog, IDC_REPORT));
     SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDC_REPORT, BN_CLICKED), 0);
-    EXPECT_EQ(1, g_mailCalls);
+    const std::wstring path = tracePath();  // the trace, mailed with all the message's fields set
+    EXPECT_EQ("1 9 TLPDF Debug Report 1 1 1 1 support@example.com 1 " + std::string(path.begin(), path.end()) + " [] -1", g_sent);
     EXPECT_EQ(1, mainDlgGetReportSubmitted());
     click(dialog, IDC_DEBUG);  // unticked: trace off, button hidden, file kept
     EXPECT_EQ(0, dbg_IsDebugMode());
@@ -167,10 +186,7 @@ TEST_F(Ui, NonAdministratorIsWarnedAndTheWindowCloses)
     sysTestSetAdmin(0);
     BoxWatcher watcher;
     ASSERT_NE(nullptr, open());
-    auto boxes = watcher.wait();
-    ASSERT_EQ(1u, boxes.size());
-    EXPECT_EQ(L"  Warning", boxes[0].caption);
-    EXPECT_EQ(L"This program must be run as Administrator in order to work. Program will not start.", boxes[0].text);
+    EXPECT_EQ(L"  Warning|This program must be run as Administrator in order to work. Program will not start.\n", seen(watcher));
     pump();
     EXPECT_FALSE(IsWindow(appGetMainWindow()));
 }
@@ -188,16 +204,7 @@ TEST_F(Ui, MessageBoxesCaptionsTextsAndTheIdsThatStaySilent)
     EXPECT_EQ(IDOK, msgWarningBox(nullptr, L"body"));
     msgErrorBox2(nullptr, L"first", L"second");
     msgErrorBox2(nullptr, L"alone", L"");
-    auto boxes = watcher.wait();
-    ASSERT_EQ(4u, boxes.size());
-    const wchar_t *expected[][2] = {{L" Error", L"body"},
-                                    {L"  Warning", L"body"},
-                                    {L" Error", L"first\r\n\r\nsecond"},
-                                    {L" Error", L"alone"}};
-    for (size_t i = 0; i < boxes.size(); i++) {
-        EXPECT_EQ(expected[i][0], boxes[i].caption) << i;
-        EXPECT_EQ(expected[i][1], boxes[i].text) << i;
-    }
+    EXPECT_EQ(L" Error|body\n  Warning|body\n Error|first\r\n\r\nsecond\n Error|alone\n", seen(watcher));
     wchar_t buffer[300];
     wmemset(buffer, L'x', 300);
     EXPECT_EQ(static_cast<int>(wcslen(buffer)), resLoadString255(nullptr, IDS_STATUS_READY, buffer));
@@ -249,8 +256,6 @@ TEST_F(Ui, MessageBoxesParkReentrantRequestsAndTakeTheTopModalAsOwner)
     BoxWatcher watcher;
     msgErrorBox(nullptr, L"owned");
     auto boxes = watcher.wait();
-    appSetFrameWindow(nullptr);
-    msgSetDefaultOwner(nullptr);
     DestroyWindow(fallback);
     ASSERT_EQ(1u, boxes.size());
     EXPECT_EQ(fallback, boxes[0].owner);
@@ -278,8 +283,7 @@ TEST_F(Ui, TraceLinesHeaderAndTheReadOnlyWarning)
     EXPECT_EQ(L"\t\tabc\r\nflat\r\n\t\tends\r\n\r\n\r\nno line endFailed to add TessaloomPDF redirected port.\r\n",
               testkit::traceText());
 
-    struct tm t = {};
-    t.tm_year = 113, t.tm_mon = 2, t.tm_mday = 4, t.tm_hour = 5, t.tm_min = 6, t.tm_sec = 7, t.tm_isdst = -1;
+    struct tm t = {7, 6, 5, 4, 2, 113, 0, 0, -1};
     dt_TestSetNow(mktime(&t));
     dbg_Indent();
     ASSERT_TRUE(testkit::addPrinter(L"TessaloomPDF"));
@@ -298,29 +302,8 @@ TEST_F(Ui, TraceLinesHeaderAndTheReadOnlyWarning)
     const std::wstring before = testkit::traceText();
     BoxWatcher watcher;
     dbg_WriteTrace(L"second", 1, 0);
-    auto boxes = watcher.wait();
-    ASSERT_EQ(1u, boxes.size());
-    EXPECT_EQ(L"  Warning", boxes[0].caption);
-    EXPECT_EQ(L"", boxes[0].text);
+    EXPECT_EQ(L"  Warning|\n", seen(watcher));  // an empty box
     EXPECT_EQ(before, testkit::traceText());
-}
-
-// What the report hands to MAPISendMail, captured at the call.
-std::string g_sent;
-ULONG g_result;
-ULONG WINAPI fakeSendMail(ULONG_PTR, ULONG_PTR parent, void *data, ULONG flags, ULONG)
-{
-    auto *m = static_cast<MapiMessage *>(data);
-    g_sent = std::to_string(parent == reinterpret_cast<ULONG_PTR>(GetDesktopWindow())) + " " + std::to_string(flags) +
-             " " + m->lpszSubject + " " + std::to_string(m->lpszNoteText == nullptr && m->lpOriginator == nullptr) +
-             " " + std::to_string(m->nRecipCount) + " " + std::to_string(m->nFileCount);
-    if (m->nRecipCount)
-        g_sent += " " + std::to_string(m->lpRecips[0].ulRecipClass) + " " + m->lpRecips[0].lpszAddress + " " +
-                  std::to_string(m->lpRecips[0].lpszName == nullptr);
-    if (m->nFileCount)
-        g_sent += std::string(" ") + m->lpFiles[0].lpszPathName + " [" + m->lpFiles[0].lpszFileName + "] " +
-                  std::to_string(static_cast<long>(m->lpFiles[0].nPosition));
-    return g_result;
 }
 
 TEST_F(Ui, ReportIsMailedWithTheTraceAttached)
@@ -329,12 +312,6 @@ TEST_F(Ui, ReportIsMailedWithTheTraceAttached)
     g_sent = "none";
     dbg_SendDebugReport();  // no trace file: nothing sent
     EXPECT_EQ("none", g_sent);
-    dbg_StartTrace();
-    g_result = SUCCESS_SUCCESS;
-    dbg_SendDebugReport();
-    char path[260];
-    WideCharToMultiByte(CP_ACP, 0, tracePath().c_str(), -1, path, 260, nullptr, nullptr);
-    EXPECT_EQ(std::string("1 9 TLPDF Debug Report 1 1 1 1 support@example.com 1 ") + path + " [] -1", g_sent);
     // Handed over: success, a cancelled compose, a failed log-on. Anything else is not.
     for (const auto &r : std::initializer_list<std::pair<ULONG, int>>{{0, 1}, {1, 1}, {3, 1}, {2, 0}, {11, 0}}) {
         g_result = r.first;
@@ -353,7 +330,6 @@ TEST_F(Ui, DataWindowKeepsItsTextTopMostSettingAndPlace)
 {
     const wchar_t *key = testkit::kSettingsKey;
     RegDeleteKeyValueW(HKEY_CURRENT_USER, key, L"data_Win_Rect");
-    dw_AppendLine(L"nowhere");  // no window: nothing happens
     HWND window = dw_OpenDataWindow(nullptr, nullptr);
     ASSERT_EQ(window, dw_OpenDataWindow(nullptr, nullptr));
     dw_SetTopMost(1);
@@ -394,8 +370,6 @@ TEST_F(Ui, DataWindowKeepsItsTextTopMostSettingAndPlace)
 
 TEST(Identity, VersionTextsAndCommandLine)
 {
-    EXPECT_EQ(0, appVersionNumberFrom(6553, 6, 0));       // 65536 wraps to 0
-    EXPECT_EQ(43, appVersionNumberFrom(6554, 0, 3));      // 65540 wraps to 4, times 10, plus 3
     wchar_t line[257];
     aboutFormatVersion(line, 257, 5);
     EXPECT_STREQ(L"Version 0.05", line);
