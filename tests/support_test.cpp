@@ -120,7 +120,7 @@ TEST(SupportRects, TextFormsContainmentCentringAndPullingIn)
 
 // The store's own round trip is the program's (data window, setup flag); here, what it meets in a
 // registry written behind its back, and the time allowance.
-TEST(SupportSettings, WrongTypesAndSizesReadAsAbsentAndWindowsAndAllowancesHaveTheirMinimums)
+TEST(SupportSettings, WrongTypesAndSizesReadAsAbsentAndAllowancesHaveTheirMinimum)
 {
     appStoreIdentity(AppIdentity{L"Brindlecourt", L"TessaloomPDF", L"tlpdf", L"", 0, 0, 0});
     testkit::deleteRegTree(HKEY_CURRENT_USER, L"Software\\Brindlecourt");
@@ -139,11 +139,6 @@ TEST(SupportSettings, WrongTypesAndSizesReadAsAbsentAndWindowsAndAllowancesHaveT
     text[256] = L'#';  // a string without terminator that fills the buffer is cut, not overrun
     EXPECT_EQ(1, setReadString(text, L"big", &(size = 256 * sizeof(wchar_t))));
     EXPECT_TRUE(wcslen(text) == 255 && text[256] == L'#' && size == 512) << size;
-    HWND w = CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 40, 50, 300, 160, nullptr, nullptr, nullptr, nullptr);
-    RECT r;  // a stored window rectangle is restored no smaller than the minimum
-    EXPECT_TRUE(setWriteString(L"((100, 100), (150, 120))", L"rect") && setRestoreWindowRect(L"rect", w, 200, 100, 0));
-    EXPECT_EQ(show(RECT{100, 100, 300, 200}), (GetWindowRect(w, &r), show(r)));
-    DestroyWindow(w);
     for (auto row : {std::make_pair(0, 20000), {1, 67620000}, {1000, 67620}, {2253, 30013}, {2254, 20000}})
         EXPECT_EQ(DWORD(row.second), setMaxWaitForMhz(row.first)) << row.first;
     setInitMaxWait();  // a missing or 0 allowance is computed and stored, another one kept
@@ -157,14 +152,11 @@ TEST(SupportSettings, WrongTypesAndSizesReadAsAbsentAndWindowsAndAllowancesHaveT
 TEST(SupportProcessAndSystem, RunnerWaitsPassesCommandAndFolderReportsFailuresAndVersionsAreClassified)
 {
     std::wstring dir = testkit::tempDir(L"process"), missing = L"C:\\" + std::wstring(300, L'x');
-    for (const wchar_t *version : {L"winxp", L"win10"}) {
-        std::wstring name = L"support_" + std::wstring(version) + L".exe", key = L"Software\\Wine\\AppDefaults\\" + name;
-        ASSERT_TRUE(CopyFileW(testkit::selfPath().c_str(), testkit::binPath(name.c_str()).c_str(), FALSE));
-        RegSetKeyValueW(HKEY_CURRENT_USER, key.c_str(), L"Version", REG_SZ, version, (wcslen(version) + 1) * 2);
-    }
+    const std::wstring xp = testkit::exeAsWindowsVersion(testkit::selfPath(), L"support_winxp.exe", L"winxp"),
+                       win10 = testkit::exeAsWindowsVersion(testkit::selfPath(), L"support_win10.exe", L"win10");
     std::wstring command = L"runner --report-args report.txt \"say \\\"hi\\\"\" plain";
-    auto run = [&](std::wstring line, DWORD waitMs, const wchar_t *image) {
-        return RunImageAndWait(nullptr, image ? testkit::binPath(image).c_str() : nullptr, &line[0], SW_HIDE, waitMs, dir.c_str());
+    auto run = [&](std::wstring line, DWORD waitMs, const std::wstring &image) {
+        return RunImageAndWait(nullptr, image.empty() ? nullptr : image.c_str(), &line[0], SW_HIDE, waitMs, dir.c_str());
     };
     auto report = [&](const wchar_t *name) {
         std::string bytes = testkit::readFile(dir + L"\\" + name);
@@ -172,16 +164,16 @@ TEST(SupportProcessAndSystem, RunnerWaitsPassesCommandAndFolderReportsFailuresAn
     };
     // Folder|command|arguments|facts: 64-bit before, platform, 64-bit, major, minor, code, Vista+, 7, 7+, 8, 8+, XP, Vista/7, WOW64, admin.
     std::wstring wow64 = testkit::kIs32BitBuild ? L"1" : L"0";
-    EXPECT_NE(0, run(command, 20000, L"support_winxp.exe"));  // the report is complete the moment the runner returns
+    EXPECT_NE(0, run(command, 20000, xp));  // the report is complete the moment the runner returns
     EXPECT_EQ(dir + L"|" + command + L"|say \"hi\"|plain|0 2 1 5 1 501 0 0 0 0 0 1 0 " + wow64 + L" 1", report(L"report.txt"));
     testkit::BoxWatcher failed;
-    EXPECT_EQ(0, run(missing, 20000, nullptr));
+    EXPECT_EQ(0, run(missing, 20000, L""));
     auto boxes = failed.wait();
     EXPECT_EQ(L"1 Message|Failed to execute:\r\n  " + missing.substr(0, 255),
               std::to_wstring(boxes.size()) + (boxes.empty() ? L"" : boxes[0].caption + L"|" + boxes[0].text));
     // An expired wait is silent and leaves the child running; only a failed wait shows a box, an empty one.
     testkit::BoxWatcher watcher(2, 1500);
-    EXPECT_EQ(0, run(L"runner --report-args late.txt wait", 300, L"support_win10.exe"));
+    EXPECT_EQ(0, run(L"runner --report-args late.txt wait", 300, win10));
     for (DWORD result : {DWORD(0), DWORD(WAIT_ABANDONED), DWORD(WAIT_TIMEOUT), DWORD(WAIT_FAILED)})
         ReportWaitResult(nullptr, result, 0);
     boxes = watcher.wait();
