@@ -122,8 +122,8 @@ int checkResponseFile(PdfTarget *target)
     }
     if (!gs2_ReadRspOutput(rsp, output, PATH_BUFFER + 64, &isFile, &error)) {
         dbg_TraceError(pathIsAbsence(error) ? L"The response file is missing: no PDF can come out"
-                                      : L"The response file cannot be read: no PDF can come out",
-                 error);
+                                            : L"The response file cannot be read: no PDF can come out",
+                       error);
         return EXIT_NO_RESPONSE_FILE;
     }
     if (!target)

@@ -186,10 +186,10 @@ int appOnCommand(WPARAM command)
         OpenDocumentOrUrl(g_mainWindow, L"" TLPDF_INSTRUCTIONS_URL);
         break;
     case IDM_SETUP: {
-        // A successful setup with the printer present ends the program. Another setup (this
+        // A machine where no PDF can ever come out is refused first, with nothing changed. A
+        // successful setup with the printer present ends the program. Another setup (this
         // program run by a deployment tool, say) is waited for with the window alive; when it
-        // goes on too long, nothing is changed.
-        // A machine where no PDF can ever come out is refused first, with nothing changed.
+        // goes on too long, or the lock cannot be had at all, nothing is changed.
         wchar_t refusal[1024];
         if (gs2_FindRefusal(refusal, 1024) != SETUP_DONE) {
             msgErrorBox(g_mainWindow, refusal);

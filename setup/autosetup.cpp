@@ -165,7 +165,6 @@ void gs2_TraceDriverState()
                       L"that ntprint.inf offers?).", driver, environment);
 }
 
-
 // Each of these leaves a printer that never prints: Windows protected print removes it and
 // loads no port monitor, the ARM64 spooler loads no x86 or x64 monitor, and Ghostscript (run
 // by the spooler's account) cannot write to the user's share.
