@@ -62,7 +62,7 @@ def in_code(line, pos, length):
 def candidates(line):
     """(operator, mutated line) pairs for one source line."""
     text = line.strip()
-    if not text or text.startswith(("//", "#", "*", "/*")) or "static_assert" in text:
+    if not text or "\t" in line or text.startswith(("//", "#", "*", "/*")) or "static_assert" in text:
         return []
     out = []
     for old, new in COMPARISONS + [(" && ", " || "), (" || ", " && ")]:
@@ -111,11 +111,10 @@ def generate(seed, per_folder):
         faults += chosen
     with open(SAMPLE, "w", encoding="utf-8") as f:
         f.write("# Planted faults for tools/mutate.py: id, file, line, operator, original line, faulty line "
-                "(tab-separated; tabs in lines written as \\t). Made by: tools/mutate.py generate --seed %d "
+                "(tab-separated; lines holding a tab are never chosen). Made by: tools/mutate.py generate --seed %d "
                 "--per-folder %d\n" % (seed, per_folder))
         for i, (path, number, operator, line, mutated) in enumerate(faults, 1):
-            f.write("\t".join([str(i), path, str(number), operator, line.replace("\t", "\\t"),
-                               mutated.replace("\t", "\\t")]) + "\n")
+            f.write("\t".join([str(i), path, str(number), operator, line, mutated]) + "\n")
     print("%d faults written to %s" % (len(faults), os.path.relpath(SAMPLE, ROOT)))
 
 
@@ -127,7 +126,7 @@ def load_sample():
                 continue
             i, path, number, operator, line, mutated = row.rstrip("\n").split("\t")
             faults.append({"id": int(i), "file": path, "line": int(number), "operator": operator,
-                           "original": line.replace("\\t", "\t"), "mutated": mutated.replace("\\t", "\t")})
+                           "original": line, "mutated": mutated})
     return faults
 
 
