@@ -64,6 +64,25 @@ HANDLE openMonitor(const wchar_t *monitor)
     return sysOpenPrinterW(object, &xcv, &defaults) ? xcv : nullptr;
 }
 
+// Whether a level-1 enumeration of the spooler (ports, drivers: records that are a name each)
+// holds `name`; -1 when the spooler cannot be asked.
+template <typename Enumerate> int listHas(Enumerate enumerate, const wchar_t *name)
+{
+    DWORD needed = 0, returned = 0;
+    if (!enumerate(nullptr, 0, &needed, &returned) && GetLastError() != ERROR_INSUFFICIENT_BUFFER)
+        return -1;
+    BYTE *records = needed ? static_cast<BYTE *>(calloc(needed, 1)) : nullptr;
+    int found = needed ? -1 : 0;
+    if (records && enumerate(records, needed, &needed, &returned)) {
+        const wchar_t *const *names = reinterpret_cast<const wchar_t *const *>(records);
+        found = 0;
+        for (DWORD i = 0; i < returned && !found; i++)
+            found = names[i] && _wcsicmp(names[i], name) == 0;
+    }
+    free(records);
+    return found;
+}
+
 }  // namespace
 
 // The spooler builds its list of ports when it starts, and printui talks to it: a stopped
@@ -137,41 +156,15 @@ int splIsMonitorLoaded(const wchar_t *monitor, DWORD *error)
 
 int splIsPortKnown(const wchar_t *port)
 {
-    DWORD needed = 0, returned = 0;
-    if (!sysEnumPortsW(nullptr, 1, nullptr, 0, &needed, &returned) && GetLastError() != ERROR_INSUFFICIENT_BUFFER)
-        return -1;
-    if (!needed)
-        return 0;
-    BYTE *records = static_cast<BYTE *>(calloc(needed, 1));
-    if (!records)
-        return -1;
-    int known = -1;
-    if (sysEnumPortsW(nullptr, 1, records, needed, &needed, &returned)) {
-        const PORT_INFO_1W *info = reinterpret_cast<const PORT_INFO_1W *>(records);
-        known = 0;
-        for (DWORD i = 0; i < returned && !known; i++)
-            known = info[i].pName && _wcsicmp(info[i].pName, port) == 0;
-    }
-    free(records);
-    return known;
+    return listHas([](BYTE *records, DWORD size, DWORD *needed, DWORD *returned) {
+        return sysEnumPortsW(nullptr, 1, records, size, needed, returned);
+    }, port);
 }
-
 int splIsDriverInstalled(const wchar_t *driver, const wchar_t *environment)
 {
-    wchar_t *env = const_cast<wchar_t *>(environment);
-    DWORD needed = 0, returned = 0;
-    if (!sysEnumPrinterDriversW(env, 1, nullptr, 0, &needed, &returned) && GetLastError() != ERROR_INSUFFICIENT_BUFFER)
-        return -1;
-    BYTE *records = needed ? static_cast<BYTE *>(calloc(needed, 1)) : nullptr;
-    int installed = needed ? -1 : 0;
-    if (records && sysEnumPrinterDriversW(env, 1, records, needed, &needed, &returned)) {
-        const DRIVER_INFO_1W *info = reinterpret_cast<const DRIVER_INFO_1W *>(records);
-        installed = 0;
-        for (DWORD i = 0; i < returned && !installed; i++)
-            installed = info[i].pName && _wcsicmp(info[i].pName, driver) == 0;
-    }
-    free(records);
-    return installed;
+    return listHas([environment](BYTE *records, DWORD size, DWORD *needed, DWORD *returned) {
+        return sysEnumPrinterDriversW(const_cast<wchar_t *>(environment), 1, records, size, needed, returned);
+    }, driver);
 }
 
 // The port name goes with its terminator, as the monitors' own configuration dialogs send it.

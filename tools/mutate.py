@@ -141,6 +141,17 @@ def load_equivalent():
     return reasons
 
 
+def load_results(work):
+    results = {}
+    path = os.path.join(work, "results.jsonl")
+    if os.path.exists(path):
+        with open(path, encoding="utf-8") as f:
+            for row in f:
+                result = json.loads(row)
+                results[result["id"]] = result
+    return results
+
+
 def sh(command, cwd=None, timeout=None, env=None):
     try:
         done = subprocess.run(command, cwd=cwd, shell=True, capture_output=True, text=True, errors="replace",
@@ -199,12 +210,7 @@ def run(args):
     work = os.path.abspath(args.work)
     os.makedirs(work, exist_ok=True)
     results_path = os.path.join(work, "results.jsonl")
-    done = {}
-    if os.path.exists(results_path):
-        with open(results_path, encoding="utf-8") as f:
-            for row in f:
-                result = json.loads(row)
-                done[result["id"]] = result
+    done = load_results(work)
     src, build, template, head = prepare(work)
     wanted = {int(i) for i in args.ids.split(",")} if args.ids else None
     todo = [f for f in load_sample() if f["id"] not in done and (wanted is None or f["id"] in wanted)]
@@ -231,13 +237,7 @@ def run(args):
 
 
 def report(args):
-    results_path = os.path.join(os.path.abspath(args.work), "results.jsonl")
-    results = {}
-    if os.path.exists(results_path):
-        with open(results_path, encoding="utf-8") as f:
-            for row in f:
-                result = json.loads(row)
-                results[result["id"]] = result
+    results = load_results(os.path.abspath(args.work))
     equivalent = load_equivalent()
     counted = killed = 0
     for fault in load_sample():
