@@ -629,7 +629,8 @@ TEST_F(Cli, SecondSetupWaitsForTheFirstOrGivesUp)
     HWND window = appCreateMainWindow(&rect, GetModuleHandleW(nullptr), SW_SHOWNORMAL);
     // A lock that cannot be made at all (an object of another kind has its name) stops both alike.
     HANDLE squatter = CreateEventW(nullptr, TRUE, FALSE, kSetupLockName);
-    EXPECT_EQ(1, appRunAction(L"-UNINSTALL"));
+    EXPECT_EQ(1, appRunAction((L"-UNINSTALL -LOG[" + std::wstring(kLog) + L"]").c_str()));
+    EXPECT_NE(std::wstring::npos, logText().find(L"\r\nThe setup of the TessaloomPDF printer cannot be kept apart"));
     std::wstring text = pressSetupInProcess();
     EXPECT_EQ(0u, text.find(L"The setup of the TessaloomPDF printer cannot be kept apart")) << testing::PrintToString(text);
     EXPECT_NE(std::wstring::npos, text.find(L"(error 6)"));
