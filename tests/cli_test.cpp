@@ -328,6 +328,8 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
     const std::wstring precious = testkit::tempDir(L"cli-link") + L"\\precious.txt";
     const std::wstring refused = L"[gs2_AutoSetupTessaloomPDF] The printer driver name \"";
     HANDLE held = nullptr;
+    const std::wstring percentTemp = testkit::tempDir(L"cli-100%");
+    wchar_t oldTemp[MAX_PATH] = L"";
     const struct Row {
         const wchar_t *arguments;
         DWORD code;
@@ -382,6 +384,11 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
         {L"-SETUP", 7, L"\t\tPrinter TessaloomPDF is on port \"LPT1:\", not on TessaloomPDF:.\r\n\t\tFailed = rundll32",
          [] { testkit::addPrinter(L"TessaloomPDF", L"LPT1:"), testkit::setStandInMode(L"keepold"); }, true},
         {L"-SETUP", 7, L"The setup file \"", [] { CreateDirectoryW(testkit::batchPath().c_str(), nullptr); }, true},
+        // Nor one whose path cmd would expand.
+        {L"-SETUP", 7, L"The setup file \"" + percentTemp + L"\\tl2pdf_setup.bat\"", [&] {
+             GetEnvironmentVariableW(L"TEMP", oldTemp, MAX_PATH);
+             SetEnvironmentVariableW(L"TEMP", percentTemp.c_str()), SetEnvironmentVariableW(L"TMP", percentTemp.c_str());
+         }, true, [&] { SetEnvironmentVariableW(L"TEMP", oldTemp), SetEnvironmentVariableW(L"TMP", oldTemp); }},
         {L"-SETUP -DRIVER[100% PS]", 10, refused + L"100% PS\" cannot be used"},
         {L"-SETUP", 10, refused, [] { customise(L"Printer=HP PS\xFF02 & echo INJECTED>C:\\tlpdf-injected.txt & rem \xFF02"); }},
         {L"-SETUP", 10, refused, [] { customise(L"Printer=HP \xFF05windir\xFF05 PS \xFF06 more"); }},
@@ -431,7 +438,18 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
         // A check follows a job's way: each link broken in turn, the rest as a setup leaves it.
         {L"-STATUS", 0, L"\r\nControlled folder access is on and C:\\gs\\gs9.05\\bin\\gswin32c.exe is not among", [] {
              ready(), policy(kFolderAccess, L"EnableControlledFolderAccess");
-         }, true, [] { policy(kFolderAccess, nullptr); }},
+         }, true, [] {
+             // Switched off, or Ghostscript among the allowed: nothing to say.
+             policy(kFolderAccess, L"EnableControlledFolderAccess", 0);
+             const std::wstring log = run(L"-STATUS").log;
+             EXPECT_EQ(std::wstring::npos, log.find(L"Controlled folder"));
+             EXPECT_NE(std::wstring::npos, log.find(L"Command = " + std::wstring(kGswin) + L"\r\nArguments = @"));
+             policy(kFolderAccess, L"EnableControlledFolderAccess");
+             const std::wstring allowed = kFolderAccess + std::wstring(L"\\AllowedApplications");
+             policy(allowed.c_str(), kGswin, 0);
+             EXPECT_EQ(std::wstring::npos, run(L"-STATUS").log.find(L"Controlled folder"));
+             policy(allowed.c_str(), nullptr), policy(kFolderAccess, nullptr);
+         }},
         {L"-STATUS", 14, L"\r\nThe response file is missing: no PDF can come out (error 2: ", [] {
              ready(), DeleteFileW(rspPath().c_str());
          }, true},
