@@ -394,6 +394,13 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
         {L"-SETUP", 10, refused, [] { customise(L"Printer=HP \xFF05windir\xFF05 PS \xFF06 more"); }},
         // A name the code page holds exactly is an ordinary one.
         {L"-SETUP", 0, L"Driver Name = Caf\xE9 PS, Port", [] { customise(L"Printer=Caf\xE9 PS"); }, true},
+        // A name longer than a driver's may be is cut to the longest there can be.
+        {L"-SETUP", 0, L"Driver Name = " + std::wstring(255, L'x') + L", Port", [] { customise(L"Printer=" + std::wstring(300, L'x')); },
+         true, [] {
+             testkit::deletePrinter(L"TessaloomPDF");
+             std::wstring driver(255, L'x');  // a driver Wine would otherwise keep for the rows below
+             EXPECT_TRUE(DeletePrinterDriverW(nullptr, nullptr, &driver[0]));
+         }},
         {L"-SETUP", 0, L"Driver Name = Custom PS Driver, Port", [] {
              testkit::writeFile(testkit::customisationPath(), ";Printer=Not this\r\nprinter = Custom PS Driver  \r\n");
          }, true},

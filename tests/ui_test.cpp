@@ -335,6 +335,7 @@ TEST_F(Ui, DataWindowKeepsItsTextTopMostSettingAndPlace)
     dw_AppendLine(L"b");
     dw_AppendText(L"c\xE9");
     HWND edit = GetDlgItem(window, DW_EDIT_ID);
+    EXPECT_NE(0, GetWindowLongW(edit, GWL_STYLE) & WS_VISIBLE);
     EXPECT_EQ(L"ab\r\nc\xE9", testkit::windowText(edit));
     // Saved through the system's save dialog, answered from a second thread, as UTF-16 with its mark.
     const std::wstring saved = testkit::tempDir(L"datawin") + L"\\saved.txt";
