@@ -534,7 +534,10 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
         {L"-SETUP -MACHINE", 26, L"\r\n" + kMachineRsp + L" can be changed by NT AUTHORITY\\ANONYMOUS LOGON (S-1-5-7)", [] {
              testkit::removeTree(kMachineFolder), CreateDirectoryW(kMachineFolder, nullptr);
              testkit::writeFile(kMachineRsp, "-dNOSAFER"), onFile(L"chown nobody", kMachineRsp);
-         }, false, [] { EXPECT_EQ("-dNOSAFER", testkit::readFile(kMachineRsp)), testkit::removeTree(kMachineFolder); }},
+         }, false, [] {
+             EXPECT_EQ("-dNOSAFER", testkit::readFile(kMachineRsp));
+             testkit::removeTree(kMachineFolder);
+         }},
         {L"-STATUS", 11, L"\r\nGhostscript 10.00 is older than 10.03.1: ", [] { testkit::installGhostscript(true, L"10.00"); }},
         {L"-STATUS", 11, L"\r\nGhostscript 10.03.1, console program", [] { testkit::installGhostscript(true, L"10.03.1"); }, false,
          [] { EXPECT_EQ(std::wstring::npos, logText().find(L"is older than")); }},
