@@ -153,12 +153,17 @@ def load_results(work):
 
 
 def sh(command, cwd=None, timeout=None, env=None):
+    # A session of its own, so that a run out of time is stopped with everything it started (a hung
+    # test runner would otherwise outlive it).
+    child = subprocess.Popen(command, cwd=cwd, shell=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                             errors="replace", env=env, start_new_session=True)
     try:
-        done = subprocess.run(command, cwd=cwd, shell=True, capture_output=True, text=True, errors="replace",
-                              timeout=timeout, env=env)
-        return done.returncode, done.stdout + done.stderr
-    except subprocess.TimeoutExpired as e:
-        return "timeout", (e.stdout or b"").decode(errors="replace") if isinstance(e.stdout, bytes) else (e.stdout or "")
+        out, _ = child.communicate(timeout=timeout)
+        return child.returncode, out
+    except subprocess.TimeoutExpired:
+        os.killpg(child.pid, 15)
+        out, _ = child.communicate()
+        return "timeout", out or ""
 
 
 def prepare(work):
