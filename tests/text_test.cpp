@@ -1,17 +1,15 @@
-// The text layer: strings, memory blocks, keywords, date stamps, text files and their warnings.
+// The text layer: strings, keywords, text files and their warnings.
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <algorithm>
 #include <random>
 #include <string>
 #include <vector>
-#include "support/dt.h"
 #include "support/kw.h"
 #include "support/fl.h"
 #include "support/mem.h"
 #include "support/str.h"
 #include "support/txf.h"
-#include "support/txt.h"
 #include "tests/common/testkit.h"
 
 namespace {
@@ -120,21 +118,6 @@ TEST(TextStrings, TokensAndKeyValuesStayInTheirBuffers)
     }
 }
 
-TEST(TextMemory, BlocksGrowZeroFilledNeverShrinkAndSurviveAFailedGrowth)
-{
-    HGLOBAL block = memGAlloc(memGArraySet(nullptr, 1, "\x5a\x5a\x5a\x5a", 4), 70000);
-    std::vector<int> grown(MemLock<int>(block).get(), MemLock<int>(block).get() + 70000 / sizeof(int));
-    EXPECT_TRUE(grown[1] == 0x5a5a5a5a && std::count(grown.begin(), grown.end(), 0) == static_cast<std::ptrdiff_t>(grown.size() - 1));
-    EXPECT_TRUE(memGAlloc(block, 3) == block && memGSize(block) >= 70000);
-    EXPECT_EQ(memGAlloc(block, 0), nullptr);  // size 0 frees
-    // A failed growth leaves the old block usable. Big enough to fail without touching memory.
-    block = txtGNew(L"still here");
-    EXPECT_EQ(memGAlloc(block, ~static_cast<SIZE_T>(0) - 0xFFFF), nullptr);
-    EXPECT_EQ(blockText(block = txtGAppend(block, L", and growing")), L"still here, and growing");
-    EXPECT_EQ(memGSize(block), sizeof(L"still here, and growing"));
-    memGFree(block);
-}
-
 TEST(TextKeywords, ValuesFlagsCountsErrorsAndRandomLines)
 {
     const struct { const wchar_t *line, *parsed; } rows[] = {
@@ -157,22 +140,6 @@ TEST(TextKeywords, ValuesFlagsCountsErrorsAndRandomLines)
         for (const std::wstring &v : values)
             ASSERT_TRUE(v == L"<null>" || (v.find(L']') == std::wstring::npos && line.find(L"[" + v + L"]") != std::wstring::npos)) << v;
     }
-}
-
-TEST(TextDates, CodesAtFixedLocalTimes)
-{
-    // Monday, 4 March 2013, 17:06:07 and 12:00:05, and 2 January 999.
-    struct tm t = {7, 6, 17, 4, 2, 113, 0, 0, -1}, noon = {5, 0, 12, 4, 2, 113, 0, 0, -1}, early = {0, 0, 0, 2, 0, -901, 0, 0, -1};
-    mktime(&t);  // fills the weekday for the C library's text
-    const struct { DWORD code; const struct tm *time; const wchar_t *text; } rows[] = {
-        {3, &t, L"04/03/13"}, {100, &t, L"2013-03-04 17:06:07"}, {12, &t, L"03/04/13 05:06:07 PM"}, {22, &noon, L"12:00:05 PM"},
-        {10, &t, L"Mon Mar 04 2013"}, {112, &t, L"March 4, 2013"},
-        {13, &early, L" 9990102"}, {27, &early, L"09990102"},  // code 13 pads the year with blanks, code 27 with zeros
-    };
-    wchar_t out[DT_TEXT_CAPACITY];
-    for (const auto &row : rows)
-        EXPECT_STREQ(row.text, (dt_FormatTm(out, *row.time, row.code), out)) << row.code;
-    EXPECT_TRUE(dt_FormatNow(out, 100) >= time(nullptr) - 1 && wcslen(out) == 19) << out;
 }
 
 TEST(TextFiles, ReadLinesOfEachEncodingAndSurviveRandomFiles)
