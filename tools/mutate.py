@@ -261,6 +261,10 @@ def report(args):
         result = results.get(fault["id"])
         if result and result["state"] == "killed" and fault["id"] not in equivalent:
             print("killed %d by %s" % (fault["id"], ", ".join(result["by"])))
+    for fault in load_sample():
+        result = results.get(fault["id"])
+        if result and result["state"] in ("stale", "does not compile"):
+            print("%s %d %s:%d (%s)" % (result["state"], fault["id"], fault["file"], fault["line"], fault["operator"]))
     stale = sum(1 for r in results.values() if r["state"] in ("stale", "does not compile"))
     print("sample %d, run %d, stale or not compiling %d, equivalent %d" % (len(load_sample()), len(results), stale,
                                                                           len(equivalent)))
@@ -277,7 +281,7 @@ def main():
         p = sub.add_parser(name)
         p.add_argument("--work", default=os.path.join(ROOT, "build", "mutate"))
         p.add_argument("--limit", type=int, default=0)
-        p.add_argument("--timeout", type=int, default=420)
+        p.add_argument("--timeout", type=int, default=600)
         p.add_argument("--ids", default="")
     args = parser.parse_args()
     if args.command == "generate":
