@@ -59,8 +59,8 @@ def in_code(line, pos, length):
     return any(a <= pos and pos + length <= b for a, b in code_spans(line))
 
 
-def candidates(line):
-    """(operator, mutated line) pairs for one source line."""
+def candidates(line, previous=";"):
+    """(operator, mutated line) pairs for one source line; `previous` is the line before it."""
     text = line.strip()
     if not text or "\t" in line or text.startswith(("//", "#", "*", "/*")) or "static_assert" in text:
         return []
@@ -73,7 +73,7 @@ def candidates(line):
         if in_code(line, m.start(), len(m.group())) and not text.startswith(("case", "enum", "const wchar_t")):
             out.append(("constant", line[:m.start()] + str(int(m.group()) + 1) + line[m.end():]))
     if re.match(r"^\s*[A-Za-z_][\w:]*(\.|->)?[\w]*\(.*\);\s*$", line) and not text.startswith(("return", "delete")) \
-            and "=" not in text.split("(")[0]:
+            and "=" not in text.split("(")[0] and previous.rstrip().endswith((";", "{", "}", ":")):  # not a call's last line
         out.append(("call removed", re.match(r"^\s*", line).group() + ";"))
     m = re.match(r"^(\s*)(if|while) \((.*)\)(\s*\{?)$", line)
     if m and m.group(3).count("(") == m.group(3).count(")"):
@@ -95,8 +95,9 @@ def generate(seed, per_folder):
                 continue
             path = os.path.join(folder, name)
             with open(os.path.join(ROOT, path), encoding="utf-8") as f:
-                for number, line in enumerate(f.read().split("\n"), 1):
-                    for operator, mutated in candidates(line):
+                lines = f.read().split("\n")
+                for number, line in enumerate(lines, 1):
+                    for operator, mutated in candidates(line, lines[number - 2] if number > 1 else ";"):
                         pool.append((path, number, operator, line, mutated))
         # Each operator in turn, so that constants (the most common candidates) do not crowd out
         # the others.
