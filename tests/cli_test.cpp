@@ -205,7 +205,9 @@ TEST_F(Cli, RemovesWhatTheButtonSetsUpAndSetsItUpAlike)
     const std::wstring pdf = userPdf();
     const std::wstring testPdf = testkit::documentsDir() + L"\\TessaloomPDF\\TessaloomPDF-test.pdf";
     testkit::writeFile(pdf, "mine");
-    expectRun(run(L"\"-PRINTTEST\" -WAIT[30]", true), 0, (L"\r\nTest PDF: " + testPdf + L" (").c_str());
+    Outcome printed = run(L"\"-PRINTTEST\" -WAIT[30]", true);
+    expectRun(printed, 0, (L"\r\nTest PDF: " + testPdf + L" (").c_str());
+    EXPECT_NE(std::wstring::npos, printed.log.find(L"\r\n" + pdf + L" is kept aside as " + pdf + L".printtest-"));
     EXPECT_EQ("mine", testkit::readFile(pdf));
     EXPECT_NE(std::wstring::npos, testkit::pdfText(testPdf).find(L"TessaloomPDF test page")) << testkit::printLog();
     // A user's page becomes the PDF the response file names; the next one replaces it.
