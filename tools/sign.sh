@@ -26,7 +26,9 @@ stamped=1
 if [ -n "${TLPDF_SIGN_TIMESTAMP_URL:-}" ]; then
     args+=(-ts "$TLPDF_SIGN_TIMESTAMP_URL")
 elif [ -n "${TLPDF_SIGN_TSA_CERT:-}" ] && [ -n "${TLPDF_SIGN_TSA_KEY:-}" ]; then
-    args+=(-TSA-certs "$TLPDF_SIGN_TSA_CERT" -TSA-key "$TLPDF_SIGN_TSA_KEY" -TSA-time "${SOURCE_DATE_EPOCH:-$(date +%s)}")
+    # Now, not SOURCE_DATE_EPOCH: the stamp carries the clock's time anyway, and an older time
+    # could precede the stamp's certificate.
+    args+=(-TSA-certs "$TLPDF_SIGN_TSA_CERT" -TSA-key "$TLPDF_SIGN_TSA_KEY" -TSA-time "$(date +%s)")
 else
     stamped=0
 fi
