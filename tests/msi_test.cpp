@@ -45,7 +45,7 @@ protected:
         testkit::deleteRegTree(HKEY_LOCAL_MACHINE, testkit::kMonitorKey), testkit::deleteAllPrinters();
         testkit::installGhostscript(true), testkit::installRedMon(true);
         ASSERT_TRUE(testkit::installMonitor() && testkit::installStandIn() && testkit::startSpooler());
-        CreateDirectoryW(L"C:\\tlpdf msi", nullptr), DeleteFileW(kLog);
+        CreateDirectoryW(L"C:\\tlpdf msi", nullptr), DeleteFileW(kLog), testkit::removeTree(L"C:\\ProgramData\\TessaloomPDF");
     }
     void TearDown() override
     {
