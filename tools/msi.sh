@@ -30,8 +30,8 @@ package=$(uuid "$upgrade" "$version $(cat "$root/release/tlpdf.wxs" "$stage/tlpd
 # What wixl cannot say. Public properties reach the deferred setup only when listed as secure
 # (the installation runs in the service, on behalf of a user who may not be an administrator).
 # MSI compares three fields of a version: 2.1.0.17 must still replace 2.1.0.16, so the upgrade
-# row includes its top version (msidbUpgradeAttributesVersionMaxInclusive).
-# (primary key columns cannot be updated: the row is written anew).
+# row includes its top version (msidbUpgradeAttributesVersionMaxInclusive); the row is written
+# anew, as its key columns cannot be updated.
 msibuild "$stage/tlpdf.msi" \
     -q "UPDATE \`Property\` SET \`Value\` = 'DRIVER;DOCUMENTS;MACHINE;TLPDF_LOG;WIX_UPGRADE_DETECTED;WIX_DOWNGRADE_DETECTED' WHERE \`Property\` = 'SecureCustomProperties'" \
     -q "DELETE FROM \`Upgrade\` WHERE \`ActionProperty\` = 'WIX_UPGRADE_DETECTED'" \
