@@ -3,9 +3,10 @@
 # 32-bit half (wine32:i386) so that the 32-bit product runs under WOW64 like on 64-bit Windows.
 set -euo pipefail
 # ghostscript and poppler-utils: the tests print through the whole chain, ending in Debian's gs,
-# and read the PDF's text back with pdftotext.
+# and read the PDF's text back with pdftotext. wixl and msitools build and read the MSI package
+# (python3 fixes its summary information), osslsigncode signs, openssl makes the tests' certificates.
 need=(cmake g++-mingw-w64-i686 g++-mingw-w64-x86-64 wine wine64 xvfb googletest imagemagick x11-utils zip
-      ghostscript poppler-utils)
+      ghostscript poppler-utils wixl msitools python3 osslsigncode openssl)
 sudo_cmd=()
 [ "$(id -u)" -eq 0 ] || sudo_cmd=(sudo)
 export DEBIAN_FRONTEND=noninteractive
