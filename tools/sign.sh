@@ -19,8 +19,15 @@ else
     echo "sign.sh: no certificate: set TLPDF_SIGN_PFX, or TLPDF_SIGN_CERT and TLPDF_SIGN_KEY" >&2
     exit 2
 fi
-# The password goes through a pipe, never onto a command line that others can list.
-[ -z "${TLPDF_SIGN_PASSWORD+set}" ] || args+=(-readpass -)
+# The password goes through a file only this user can read, never onto a command line that
+# others can list (osslsigncode reads "-" as standard input only from 2.9 on).
+passfile=
+trap '[ -z "$passfile" ] || rm -f "$passfile"' EXIT
+if [ -n "${TLPDF_SIGN_PASSWORD+set}" ]; then
+    passfile=$(umask 077 && mktemp)
+    printf '%s' "$TLPDF_SIGN_PASSWORD" >"$passfile"
+    args+=(-readpass "$passfile")
+fi
 [ -z "${SOURCE_DATE_EPOCH:-}" ] || args+=(-time "$SOURCE_DATE_EPOCH")
 stamped=1
 if [ -n "${TLPDF_SIGN_TIMESTAMP_URL:-}" ]; then
@@ -35,7 +42,7 @@ fi
 
 partial="$out.partial"
 rm -f "$partial"
-if ! report=$(printf '%s' "${TLPDF_SIGN_PASSWORD:-}" | osslsigncode "${args[@]}" -in "$in" -out "$partial" 2>&1); then
+if ! report=$(osslsigncode "${args[@]}" -in "$in" -out "$partial" 2>&1); then
     rm -f "$partial"
     echo "sign.sh: $(basename "$in") was not signed; osslsigncode says:" >&2
     printf '%s\n' "$report" | sed 's/^/    /' >&2
