@@ -26,20 +26,27 @@ for use in codeSigning timeStamping; do
         -days 2 -out $use.crt -extfile <(echo "keyUsage=critical,digitalSignature"; echo "extendedKeyUsage=critical,$use") 2>/dev/null
 done
 export TLPDF_SIGN_CERT=codeSigning.crt TLPDF_SIGN_KEY=codeSigning.key SOURCE_DATE_EPOCH=$(date +%s)
+# Debian 12's own osslsigncode (2.5) makes no offline time stamp: there the stamp goes unchecked.
+stamps=1
+help=$(osslsigncode -h 2>&1 || true)
+[[ $help == *-TSA-certs* ]] || {
+    stamps=0
+    echo "release_test: $(osslsigncode --version 2>&1 | head -n1 | cut -d, -f1) makes no offline time stamp: time-stamp checks SKIPPED" >&2
+}
 # Without a time stamp, two signings give the same bytes; a stamp holds its own clock's time.
 check "$root/tools/sign.sh" "$exe" once.exe && check "$root/tools/sign.sh" "$exe" twice.exe && check cmp once.exe twice.exe
 # A key that does not fit, or a stamp osslsigncode quietly leaves out: no file at all.
 refused() { ! "$root/tools/sign.sh" "$exe" refused.exe 2>/dev/null && [ ! -e refused.exe ]; }
 TLPDF_SIGN_KEY=timeStamping.key check refused
-TLPDF_SIGN_TSA_CERT=missing.crt TLPDF_SIGN_TSA_KEY=timeStamping.key check refused
+[ $stamps -eq 0 ] || TLPDF_SIGN_TSA_CERT=missing.crt TLPDF_SIGN_TSA_KEY=timeStamping.key check refused
 cat timeStamping.crt ca.crt >tsa.crt
-export TLPDF_SIGN_TSA_CERT=tsa.crt TLPDF_SIGN_TSA_KEY=timeStamping.key
+[ $stamps -eq 0 ] || export TLPDF_SIGN_TSA_CERT=tsa.crt TLPDF_SIGN_TSA_KEY=timeStamping.key
 declare -A unsigned=([tlpdf.exe]=$exe [tlpdf.msi]=$msi)
 for f in tlpdf.exe tlpdf.msi; do
     check "$root/tools/sign.sh" "${unsigned[$f]}" $f
     osslsigncode verify -in $f -CAfile ca.crt -TSA-CAfile ca.crt >$f.txt 2>&1
     check [ $? -eq 0 ] && check grep -q '^Message digest algorithm *: SHA256' $f.txt &&
-        check grep -q '^Timestamp Server Signature verification: ok' $f.txt
+        { [ $stamps -eq 0 ] || check grep -q '^Timestamp Server Signature verification: ok' $f.txt; }
     cp $f changed-$f && printf '\x5a' | dd of=changed-$f bs=1 seek=$(($(stat -c %s $f) / 3)) conv=notrunc 2>/dev/null
     check bash -c '! cmp -s "$0" "$1" && ! osslsigncode verify -in "$1" -CAfile ca.crt -TSA-CAfile ca.crt >/dev/null 2>&1' $f changed-$f
 done
