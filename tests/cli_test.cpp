@@ -6,11 +6,13 @@
 #include <algorithm>
 #include <functional>
 #include <memory>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
 #include "app/actionline.h"
 #include "app/actions.h"
+#include "app/cmdline.h"
 #include "app/identity.h"
 #include "app/window.h"
 #include "detect/gs.h"
@@ -217,39 +219,6 @@ TEST_F(Cli, RemovesWhatTheButtonSetsUpAndSetsItUpAlike)
     }
 }
 
-// A check and a removal on a machine without our keys leave it so: no key, folder or setting.
-TEST_F(Cli, CheckAndRemovalCreateNothing)
-{
-    components(false, false);
-    testkit::deleteRegTree(HKEY_CURRENT_USER, L"Software\\Brindlecourt");
-    const std::wstring documents = testkit::tempDir(L"cli-documents");
-    const std::wstring previous = testkit::setDocuments(documents);
-    expectRun(run(L"-STATUS"), 5, L"\r\nGhostscript: not found\r\nRedMon: not found\r\n");
-    expectRun(run(L"-UNINSTALL"), 0);
-    EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW((documents + L"\\TessaloomPDF").c_str()));
-    EXPECT_FALSE(keyExists(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript"));
-    EXPECT_FALSE(keyExists(HKEY_LOCAL_MACHINE, kMonitorKey));
-    EXPECT_FALSE(keyExists(HKEY_CURRENT_USER, L"Software\\Brindlecourt"));
-    // Without -LOG an action writes no file, and the user's own debug trace is not its log.
-    const std::wstring trace = documents + L"\\TessaloomPDF\\~tlpdf_dbg.txt";
-    CreateDirectoryW((documents + L"\\TessaloomPDF").c_str(), nullptr);
-    const std::string mine("\xFF\xFEm\0i\0n\0e\0", 10);
-    testkit::writeFile(trace, mine);
-    const std::pair<const wchar_t *, DWORD> actions[] = {{L"-STATUS", 5}, {L"-UNINSTALL", 0}, {L"-SETUP", 5}};
-    for (const auto &action : actions) {
-        testkit::Child child(testkit::binPath(L"tlpdf.exe"), action.first);
-        DWORD code = 99;
-        EXPECT_TRUE(child.waitExit(60000, &code));
-        EXPECT_EQ(action.second, code) << testing::PrintToString(std::wstring(action.first));
-    }
-    EXPECT_EQ(mine, testkit::readFile(trace));
-    EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW((documents + L"\\TessaloomPDF\\tl2pdf.rsp").c_str()));
-    testkit::removeTree(documents + L"\\TessaloomPDF");
-    testkit::restoreDocuments(previous);
-    EXPECT_TRUE(testkit::standInLog().empty());
-}
-
-
 // The whole chain as a setup leaves it, made here: the port by the program's own writer (the
 // monitor learns of it), the default response file, the printer on `printerPortName`.
 void ready(const wchar_t *printerPortName = L"TessaloomPDF:")
@@ -330,6 +299,17 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
     const std::wstring precious = testkit::tempDir(L"cli-link") + L"\\precious.txt";
     const std::wstring refused = L"[gs2_AutoSetupTessaloomPDF] The printer driver name \"";
     HANDLE held = nullptr;
+    const std::wstring fresh = testkit::tempDir(L"cli-fresh") + L"\\Documents";
+    auto untouched = [&] {
+        components(false, false), testkit::deleteRegTree(HKEY_CURRENT_USER, L"Software\\Brindlecourt");
+        testkit::setDocuments(fresh);
+    };
+    auto madeNothing = [&] {
+        EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW((fresh + L"\\TessaloomPDF").c_str()));
+        for (const wchar_t *key : {L"Software\\GPL Ghostscript", kMonitorKey})
+            EXPECT_FALSE(keyExists(HKEY_LOCAL_MACHINE, key)) << testing::PrintToString(std::wstring(key));
+        EXPECT_FALSE(keyExists(HKEY_CURRENT_USER, L"Software\\Brindlecourt"));
+    };
     const std::wstring percentTemp = testkit::tempDir(L"cli-100%");
     wchar_t oldTemp[MAX_PATH] = L"";
     const struct Row {
@@ -341,6 +321,9 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
         std::function<void()> check = nullptr;
         const wchar_t *windows = nullptr;  // the Windows version Wine reports to this run
     } rows[] = {
+        // A check and a removal on a machine without our keys leave it so: no key, folder or setting.
+        {L"-STATUS", 5, L"\r\nGhostscript: not found\r\nRedMon: not found\r\n", untouched, false, madeNothing},
+        {L"-UNINSTALL", 0, L"", untouched, false, madeNothing},
         {L"-SETUP -STATUS", 2, L"Usage error: give exactly one of -SETUP, -STATUS, -UNINSTALL and -PRINTTEST."},
         {L"-UNINSTALL -uninstall", 2, L"Usage error: a keyword is given more than once."},
         {L"-STATUS -SOURCE[a] -TARGET[b]", 2, L"Usage error: -SOURCE and -TARGET cannot"},
@@ -592,36 +575,57 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
 }
 
 // Lines as scripts, PowerShell and MSI custom actions quote them, split as Windows splits them;
-// a line that names no action is the window's, exactly as before.
+// a line that names no action is the window's, exactly as before: -SOURCE and -TARGET together
+// make it a one-shot run whose source buffer takes TARGET's value.
 TEST(ActionLine, SplitsAsWindowsDoes)
 {
     const struct {
-        const wchar_t *line;
+        std::wstring line;
         int unattended;
         AppAction action;
         const wchar_t *log, *driver;
         UINT usage;
+        int oneShot;
+        std::wstring source;
     } rows[] = {
-        {L"\"-SETUP\"", 1, ACTION_SETUP, L"", L"", 0},
-        {L"-STATUS \"-LOG[C:\\Deploy Logs\\pc42.log]\"", 1, ACTION_STATUS, L"C:\\Deploy Logs\\pc42.log", L"", 0},
-        {L"-status -LOG[\"C:\\Deploy Logs\\pc42.log\"]", 1, ACTION_STATUS, L"C:\\Deploy Logs\\pc42.log", L"", 0},
-        {L"-STATUS -LOG[C:\\Deploy\" \"Logs\\pc42.log]", 1, ACTION_STATUS, L"C:\\Deploy Logs\\pc42.log", L"", 0},
-        {L"  -STATUS\t-LOG[C:\\Deploy Logs\\pc42.log]  ", 1, ACTION_STATUS, L"C:\\Deploy Logs\\pc42.log", L"", 0},
-        {L"\"-SETUP\" \"-DRIVER[My \\\"PS\\\" \"\"Driver\\\\]\"", 1, ACTION_SETUP, L"", L"My \"PS\" \"Driver\\\\", 0},
-        {L"\"-SETUP\" now", 1, ACTION_SETUP, L"", L"", IDS_USAGE_TRAILING},
-        {L"report.pdf -STATUS", 1, ACTION_STATUS, L"", L"", IDS_USAGE_TRAILING},
-        {L"\"-SETUP\" -LOG[C:\\a b.log", 1, ACTION_SETUP, L"", L"", IDS_USAGE_BRACKET},
-        {L"-SOURCE[a b] -TARGET[c]", 0, ACTION_NONE, L"", L"", 0},
-        {L"\"report.pdf\"", 0, ACTION_NONE, L"", L"", 0},
+        {L"\"-SETUP\"", 1, ACTION_SETUP, L"", L"", 0, 0, L""},
+        {L"-STATUS \"-LOG[C:\\Deploy Logs\\pc42.log]\"", 1, ACTION_STATUS, L"C:\\Deploy Logs\\pc42.log", L"", 0, 0, L""},
+        {L"-status -LOG[\"C:\\Deploy Logs\\pc42.log\"]", 1, ACTION_STATUS, L"C:\\Deploy Logs\\pc42.log", L"", 0, 0, L""},
+        {L"-STATUS -LOG[C:\\Deploy\" \"Logs\\pc42.log]", 1, ACTION_STATUS, L"C:\\Deploy Logs\\pc42.log", L"", 0, 0, L""},
+        {L"  -STATUS\t-LOG[C:\\Deploy Logs\\pc42.log]  ", 1, ACTION_STATUS, L"C:\\Deploy Logs\\pc42.log", L"", 0, 0, L""},
+        {L"\"-SETUP\" \"-DRIVER[My \\\"PS\\\" \"\"Driver\\\\]\"", 1, ACTION_SETUP, L"", L"My \"PS\" \"Driver\\\\", 0, 0, L""},
+        {L"\"-SETUP\" now", 1, ACTION_SETUP, L"", L"", IDS_USAGE_TRAILING, 0, L""},
+        {L"report.pdf -STATUS", 1, ACTION_STATUS, L"", L"", IDS_USAGE_TRAILING, 0, L""},
+        {L"\"-SETUP\" -LOG[C:\\a b.log", 1, ACTION_SETUP, L"", L"", IDS_USAGE_BRACKET, 0, L""},
+        {L"-SOURCE[a b] -TARGET[c]", 0, ACTION_NONE, L"", L"", 0, 1, L"c"},
+        {L"-source[x] -target[c:\\a b]", 0, ACTION_NONE, L"", L"", 0, 1, L"c:\\a b"},
+        {L"-SOURCE[a] -TARGET[" + std::wstring(300, L'v') + L"]", 0, ACTION_NONE, L"", L"", 0, 1, std::wstring(256, L'v')},
+        {L"-SOURCE[] -TARGET[b]", 0, ACTION_NONE, L"", L"", 0, 0, L""},
+        {L"\"report.pdf\" -SOURCE[a] -TARGET[b]", 0, ACTION_NONE, L"", L"", 0, 0, L""},
     };
     for (const auto &row : rows) {
-        SCOPED_TRACE(testing::PrintToString(std::wstring(row.line)));
+        SCOPED_TRACE(testing::PrintToString(row.line));
         ActionRequest request;
-        EXPECT_EQ(row.unattended, appParseActionLine(row.line, &request));
+        EXPECT_EQ(row.unattended, appParseActionLine(row.line.c_str(), &request));
         EXPECT_EQ(row.action, request.action);
         EXPECT_EQ(std::wstring(row.log), request.log);
         EXPECT_EQ(std::wstring(row.driver), request.driver);
         EXPECT_EQ(row.usage, request.usageId);
+        EXPECT_EQ(row.oneShot, appParseCommandLine(row.line.c_str()));
+        EXPECT_EQ(row.source, appSourceBuffer());
+        EXPECT_STREQ(L"", appTargetBuffer());
+    }
+    // Random lines of the characters that matter: no crash, and a source kept stood between brackets.
+    std::mt19937 random(20261121);
+    const wchar_t *pieces[] = {L"-SOURCE[", L"-target[", L"-LOG[", L"-SETUP", L"]", L"[", L" ", L"x", L"\\", L"-"};
+    for (int i = 0; i < 4000; i++) {
+        std::wstring line;
+        for (int n = random() % 12; n > 0; n--)
+            line += pieces[random() % 10];
+        ActionRequest request;
+        appParseActionLine(line.c_str(), &request);
+        const std::wstring source = appParseCommandLine(line.c_str()) ? appSourceBuffer() : L"";
+        ASSERT_TRUE(source.empty() || line.find(L"[" + source + L"]") != std::wstring::npos) << testing::PrintToString(line);
     }
 }
 
@@ -686,7 +690,7 @@ TEST_F(Cli, SecondSetupWaitsForTheFirstOrGivesUp)
     EXPECT_EQ(8, appRunAction(L"-STATUS"));
 
     testkit::Child setup(testkit::binPath(L"tlpdf.exe"), L"-SETUP -LOG[" + std::wstring(kLog) + L"]");
-    EXPECT_TRUE(testkit::waitFor([] { return logText().find(L"waiting up to 60 seconds") != std::wstring::npos; }));
+    EXPECT_TRUE(testkit::waitFor([] { return logText().find(L"waiting up to 60 seconds") != std::wstring::npos; }, 30000));
     EXPECT_EQ(L"<none>", printerPort());
     holder.reset();  // its lock is abandoned, and taken over
     DWORD code = 99;

@@ -1,11 +1,10 @@
 // Component detection against the Wine prefix as the machine: Ghostscript's keys, RedMon's
-// library, the installed printers and the data folder.
+// library.
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
 #include "detect/gs.h"
 #include "detect/locations.h"
-#include "detect/printers.h"
 #include "detect/redmon.h"
 #include "support/sys.h"
 #include "tests/common/testkit.h"
@@ -137,21 +136,6 @@ TEST_F(Detection, RedMonLibraryByEitherVersionsNames)
         EXPECT_EQ(row.expected, gs2_IsRedMonInstalled());
         DeleteFileW(file.c_str());
     }
-}
-
-TEST(Printers, OursByTheFirstWordFoldingAToZ)
-{
-    const struct {
-        const wchar_t *name;
-        int expected;
-    } rows[] = {
-        {L"TessaloomPDF", 1},     {L"tessaloompdf", 1}, {L"TessaloomPDF Copy", 1}, {L"TessaloomPDF on port", 1},
-        {L"TessaloomPDF2", 0},    {L"Tessaloom", 0},    {L"", 0},                  {L" TessaloomPDF", 0},
-        {L"TESSALOOMPDF\tx", 0},
-    };
-    for (const auto &row : rows)
-        EXPECT_EQ(row.expected, gs2_IsDriverPrinterName(row.name, 1)) << testing::PrintToString(std::wstring(row.name));
-    EXPECT_EQ(0, gs2_IsDriverPrinterName(nullptr, 0));
 }
 
 }  // namespace

@@ -1,17 +1,11 @@
-// The support layer: paths, rectangles, settings, processes and system facts.
+// The support layer: paths, processes and system facts.
 #include <gtest/gtest.h>
 #include <windows.h>
-#include <climits>
 #include <random>
 #include <string>
 #include <vector>
-#include "res/resource.h"
-#include "support/appstate.h"
-#include "support/dlg.h"
 #include "support/path.h"
 #include "support/process.h"
-#include "support/rect.h"
-#include "support/settings.h"
 #include "support/sys.h"
 #include "support/str.h"
 #include "tests/common/testkit.h"
@@ -28,7 +22,6 @@ struct Field {
 };
 
 std::string show(const std::wstring &s) { return testing::PrintToString(s); }
-std::string show(const RECT &r) { return testing::PrintToString(std::vector<LONG>{r.left, r.top, r.right, r.bottom}); }
 
 }  // namespace
 
@@ -79,73 +72,6 @@ TEST(SupportPaths, NormalizeAndJoinStayInTheFieldAndTheDiskIsProbedExactly)
     // A file already gone, or whose folder is, counts as deleted; a folder is no file to delete.
     EXPECT_EQ((std::vector<int>{0, 1, 0, 1, 1}), (std::vector<int>{pathDeleteFile(dir.c_str()), pathDeleteFile(file.c_str()),
                  pathFileExists(file.c_str()), pathDeleteFile(file.c_str()), pathDeleteFile(missing.c_str())}));
-}
-
-TEST(SupportRects, TextFormsContainmentCentringAndPullingIn)
-{
-    const RECT zero = {0, 0, 0, 0}, garbage = {-5, -6, -7, -8}, widest = {INT_MIN, INT_MIN, INT_MAX, INT_MAX};
-    wchar_t text[65], empty[2] = L"x";
-    EXPECT_TRUE(rectToText(text, &widest) == 1 && rectToText(empty, &zero) == 0 && empty[0] == L'\0');  // an empty one has no text
-    EXPECT_STREQ(text, L"((-2147483648, -2147483648), (2147483647, 2147483647))");
-    // Seeded random texts are read or refused cleanly, and what was read survives a round trip.
-    std::mt19937 random(52);
-    std::uniform_int_distribution<LONG> anyLong(INT_MIN, INT_MAX);
-    std::uniform_int_distribution<int> coin(0, 1), lengthOf(0, 30);
-    const std::wstring alphabet = L"((((),,,,   --0123456789x";
-    std::uniform_int_distribution<size_t> charOf(0, alphabet.size() - 1);
-    for (int round = 0; round < 4000; ++round) {
-        RECT made = {anyLong(random), anyLong(random), anyLong(random), anyLong(random)}, r = garbage, back = garbage;
-        bool wellFormed = coin(random) != 0;
-        wchar_t line[128] = L"";
-        if (wellFormed)
-            swprintf(line, 128, coin(random) ? L"(( %ld,%ld),(  %ld,   %ld))" : L"  %ld,%ld,  %ld, %ld", made.left, made.top,
-                     made.right, made.bottom);
-        for (int n = wellFormed ? 0 : lengthOf(random); n > 0; --n)
-            wcsncat(line, &alphabet[charOf(random)], 1);
-        int result = rectFromText(line, &r);
-        ASSERT_TRUE(result == 1 ? !wellFormed || rectEqual(&r, &made) : !wellFormed && rectEqual(&r, &zero)) << show(line);
-        ASSERT_TRUE(!rectToText(text, &r) || (rectFromText(text, &back) && rectEqual(&back, &r))) << show(text);
-    }
-    const RECT outer = {0, 0, 100, 50}, small = {10, 10, 20, 20};
-    for (auto row : {std::make_pair(outer, 1), {small, 1}, {RECT{-1, 0, 100, 50}, 0}, {RECT{0, 0, 100, 51}, 0}})  // edges are inside
-        EXPECT_EQ(row.second, rectContains(&outer, &row.first)) << show(row.first);
-    const struct { RECT rect, area, after; bool pull; } moves[] = {  // centred on the area, or pulled into it
-        {{0, 0, 4, 4}, {-10, -10, 1, 1}, {-6, -6, -2, -2}, false},  // (-10 + 1 - 4) / 2 is -6 in C, not -7
-        {{950, 10, 1050, 60}, {0, 0, 1000, 700}, {900, 10, 1000, 60}, true}, {{-30, 680, 70, 730}, {0, 0, 1000, 700}, {0, 650, 100, 700}, true},
-        {{500, 500, 1800, 1500}, {0, 0, 1000, 700}, {0, 0, 1300, 1000}, true},  // too large: the left and top edges win
-    };
-    for (auto row : moves)
-        EXPECT_EQ(show(row.after), (row.pull ? rectPullInto(&row.rect, &row.area) : rectCentreOn(&row.rect, &row.area), show(row.rect)));
-}
-
-// The store's own round trip is the program's (data window, setup flag); here, what it meets in a
-// registry written behind its back, and the time allowance.
-TEST(SupportSettings, WrongTypesAndSizesReadAsAbsentAndAllowancesHaveTheirMinimum)
-{
-    appStoreIdentity(AppIdentity{L"Brindlecourt", L"TessaloomPDF", L"tlpdf", L"", 0, 0, 0});
-    testkit::deleteRegTree(HKEY_CURRENT_USER, L"Software\\Brindlecourt");
-    EXPECT_EQ(1, setWriteDword(L"number", 9));  // creates every level of the key
-    HKEY key = nullptr;
-    DWORD size = 0;
-    RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\Brindlecourt\\TessaloomPDF\\tlpdf", 0, KEY_ALL_ACCESS, &key);
-    RegSetValueExW(key, L"text", 0, REG_SZ, reinterpret_cast<const BYTE *>(L"1"), 4);
-    // No terminator after the data either, or the system would count one in.
-    RegSetValueExW(key, L"big", 0, REG_SZ, reinterpret_cast<const BYTE *>(std::wstring(300, L'z').data()), 512);
-    RegCloseKey(key);
-    int found = 7;
-    EXPECT_TRUE(setGetDwordEx(L"text", &found) == 0 && found == 0);
-    wchar_t text[257] = L"junk";
-    EXPECT_TRUE(setReadString(text, L"number", &(size = sizeof(text))) == 0 && text[0] == 0 && setGetDword(L"number") == 9);
-    text[256] = L'#';  // a string without terminator that fills the buffer is cut, not overrun
-    EXPECT_EQ(1, setReadString(text, L"big", &(size = 256 * sizeof(wchar_t))));
-    EXPECT_TRUE(wcslen(text) == 255 && text[256] == L'#' && size == 512) << size;
-    for (auto row : {std::make_pair(0, 20000), {1, 67620000}, {1000, 67620}, {2253, 30013}, {2254, 20000}})
-        EXPECT_EQ(DWORD(row.second), setMaxWaitForMhz(row.first)) << row.first;
-    setInitMaxWait();  // a missing or 0 allowance is computed and stored, another one kept
-    EXPECT_EQ(setMaxWaitForMhz(sysGetCpuMhz()), setGetDword(L"GSPDF_MAXWAIT"));
-    setPutDword(L"GSPDF_MAXWAIT", 1234);
-    setInitMaxWait();
-    EXPECT_EQ(1234u, setGetMaxWait());
 }
 
 // Runs copies of this program that Wine shows as Windows XP and 10, which report what they see.

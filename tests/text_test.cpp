@@ -1,14 +1,11 @@
-// The text layer: strings, keywords, text files and their warnings.
+// Text files: reading each encoding, writing, and the warning for a file that cannot be written.
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <algorithm>
 #include <random>
 #include <string>
 #include <vector>
-#include "support/kw.h"
 #include "support/fl.h"
-#include "support/mem.h"
-#include "support/str.h"
 #include "support/txf.h"
 #include "tests/common/testkit.h"
 
@@ -16,16 +13,6 @@ namespace {
 
 const wchar_t kGuard = 0xbdbd;
 const std::string kMark = "\xFF\xFE";
-
-// A writable copy of a text with four guard characters after its terminator.
-struct Buf {
-    explicit Buf(const std::wstring &t) : chars(t.c_str(), t.c_str() + t.size() + 1) { chars.resize(chars.size() + 4, kGuard); }
-    bool intact() const { return std::count(chars.end() - 4, chars.end(), kGuard) == 4; }
-    std::vector<wchar_t> chars;
-};
-
-std::wstring show(const wchar_t *p) { return p ? p : L"<null>"; }
-std::wstring blockText(HGLOBAL block) { return show(MemLock<wchar_t>(block).get()); }
 
 std::string le(const std::wstring &text, bool bigEndian = false)
 {
@@ -41,20 +28,6 @@ std::wstring put(const wchar_t *name, const char *bytes, size_t size)
     static const std::wstring dir = testkit::tempDir(L"text");
     DeleteFileW((dir + L"\\" + name).c_str());
     return (!bytes || testkit::writeFile(dir + L"\\" + name, std::string(bytes, size))) ? dir + L"\\" + name : L"";
-}
-
-// "count error found value rest" after parsing with the keywords SOURCE and TARGET.
-std::wstring parse(std::wstring text, std::wstring *values = nullptr)
-{
-    KeywordEntry table[2] = {{L"SOURCE", 0, nullptr}, {L"TARGET", 0, nullptr}};
-    int count = -1, error = -99;
-    std::wstring rest = show(kwParseKeywords(&text[0], table, 2, &count, &error));
-    for (int i = 0; values && i < 2; i++)
-        values[i] = blockText(table[i].value);
-    std::wstring out = std::to_wstring(count) + L" " + std::to_wstring(error) + L" " + std::to_wstring(table[0].found) +
-                       L" " + blockText(table[0].value) + L" " + rest;
-    kwFreeValues(table, 2);
-    return out;
 }
 
 // "encoding lines longest firstLength ": lines holds each call's text, "$" for a line break, "|" for result 1,
@@ -85,62 +58,6 @@ std::wstring readBack(const std::string &bytes, int capacity = -1)
 }
 
 }  // namespace
-
-TEST(TextStrings, TokensAndKeyValuesStayInTheirBuffers)
-{
-    Buf list(L";; a;;b;"), blanks(L" ;");
-    int count = -1;
-    wchar_t **tokens = strTokenizeHeap(list.chars.data(), L"; ", &count);  // cut in place
-    EXPECT_EQ(L"2 a b", std::to_wstring(count) + L" " + tokens[0] + L" " + tokens[1]);
-    free(tokens);
-    EXPECT_TRUE(strTokenizeHeap(blanks.chars.data(), L"; ", &count) == nullptr && count == 0);
-    const std::wstring alphabet = L"  ==ab;\t\r\n";
-    std::mt19937 random(52);
-    std::uniform_int_distribution<size_t> lengthOf(0, 24), charOf(0, alphabet.size() - 1);
-    for (int round = 0; round < 5000; ++round) {
-        std::wstring line;
-        for (size_t n = lengthOf(random); n > 0; --n)
-            line += alphabet[charOf(random)];
-        Buf buffer(line);
-        KeyValue pair{buffer.chars.data(), buffer.chars.data()};  // stale pointers must be cleared
-        int blank = 7, result = strSplitKeyValue(buffer.chars.data(), L'=', &pair, &blank);
-        // The line loses its outer blanks, CRs and LFs, then each side of the first "=" its blanks.
-        size_t split = line.find(L'=');
-        std::wstring key = line.substr(0, split), value = split == std::wstring::npos ? L"" : line.substr(split + 1);
-        key.erase(0, key.find_first_not_of(L" \r\n"));
-        key.erase(key.find_last_not_of(L' ') + 1);
-        value.erase(value.find_last_not_of(L" \r\n") + 1);
-        value.erase(0, value.find_first_not_of(L' '));
-        bool splits = split != std::wstring::npos && !key.empty();
-        ASSERT_TRUE(buffer.intact() && blank * 10 + result == (splits ? 1 : 0)) << testing::PrintToString(line);
-        ASSERT_EQ(show(pair.key) + L"|" + show(pair.value),
-                  (splits ? key : L"<null>") + L"|" + (splits && !value.empty() ? value : L"<null>")) << testing::PrintToString(line);
-    }
-}
-
-TEST(TextKeywords, ValuesFlagsCountsErrorsAndRandomLines)
-{
-    const struct { const wchar_t *line, *parsed; } rows[] = {
-        {L"-source[c:\\a b]", L"1 0 1 c:\\a b <null>"}, {L"-SOURCE[abc", L"1 11 1 <null> <null>"},
-        {L"-XYZ -SOURCE[a] file.pdf", L"1 -12 1 a file.pdf"}, {L"file.pdf -SOURCE[a]", L"0 0 0 <null> file.pdf -SOURCE[a]"},
-        {L"-SOURCE[a] -sOuRcE[b]", L"2 0 1 b <null>"}, {L"-SOURCE x[y]", L"1 0 1 <null> x[y]"},
-    };
-    for (const auto &row : rows)
-        EXPECT_EQ(row.parsed, parse(row.line)) << testing::PrintToString(std::wstring(row.line));
-    // Random lines of the characters that matter never crash it, and every value kept stood between brackets.
-    std::mt19937 random(20261121);
-    const wchar_t alphabet[] = L"-[] SOURCEtargetx\\:";
-    for (int i = 0; i < 4000; i++) {
-        std::wstring line, values[2];
-        for (int n = random() % 40; n > 0; n--)
-            line += alphabet[random() % (sizeof(alphabet) / sizeof(wchar_t) - 1)];
-        std::wstring parsed = parse(line, values);
-        int count = std::stoi(parsed), error = std::stoi(parsed.substr(parsed.find(L' ')));
-        ASSERT_TRUE(count >= 0 && (error == 0 || error == 11 || error == -12)) << parsed;
-        for (const std::wstring &v : values)
-            ASSERT_TRUE(v == L"<null>" || (v.find(L']') == std::wstring::npos && line.find(L"[" + v + L"]") != std::wstring::npos)) << v;
-    }
-}
 
 TEST(TextFiles, ReadLinesOfEachEncodingAndSurviveRandomFiles)
 {

@@ -1,5 +1,5 @@
 // What a user meets inside the program: the main dialog, message boxes, the debug trace and
-// report, the data window, the About texts, the resources and the command line.
+// report, and the data window.
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <commctrl.h>
@@ -7,8 +7,6 @@
 #include <mapi.h>
 #include <string>
 #include <thread>
-#include "app/about.h"
-#include "app/cmdline.h"
 #include "app/identity.h"
 #include "app/maindlg.h"
 #include "app/window.h"
@@ -22,8 +20,8 @@
 #include "support/dt.h"
 #include "support/mem.h"
 #include "support/msg.h"
-#include "support/res.h"
 #include "support/settings.h"
+#include "support/shell.h"
 #include "support/sys.h"
 #include "tests/common/testkit.h"
 
@@ -125,18 +123,19 @@ ULONG WINAPI fakeSendMail(ULONG_PTR, ULONG_PTR parent, void *data, ULONG flags, 
 TEST_F(Ui, MainDialogShowsTheComponentsAndOffersSetupOnlyWhenBothAreThere)
 {
     const struct {
-        bool gs, redmon, printer;
+        bool gs, redmon;
+        const wchar_t *printer;  // ours by its first word, A to Z folded
         const wchar_t *summary;
         UINT status;
     } rows[] = {
-        {false, false, false, L"Ghostscript not installed.\r\nRedMon not installed.\r\nTessaloomPDF driver not installed.\r\n", IDS_STATUS_MISSING},
-        {false, true, false, L"Ghostscript not installed.\r\nRedMon installed.\r\nTessaloomPDF driver not installed.\r\n", IDS_STATUS_MISSING},
-        {true, true, true, L"Ghostscript version 9.05 installed\r\nRedMon installed.\r\nTessaloomPDF driver installed\r\n", IDS_STATUS_DONE},
+        {false, false, L"TessaloomPDF2", L"Ghostscript not installed.\r\nRedMon not installed.\r\nTessaloomPDF driver not installed.\r\n", IDS_STATUS_MISSING},
+        {false, true, L" TessaloomPDF", L"Ghostscript not installed.\r\nRedMon installed.\r\nTessaloomPDF driver not installed.\r\n", IDS_STATUS_MISSING},
+        {true, true, L"tessaloompdf Copy", L"Ghostscript version 9.05 installed\r\nRedMon installed.\r\nTessaloomPDF driver installed\r\n", IDS_STATUS_DONE},
     };
     for (const auto &row : rows) {
-        SCOPED_TRACE(testing::Message() << row.gs << row.redmon << row.printer);
+        SCOPED_TRACE(testing::Message() << row.gs << row.redmon);
         components(row.gs, row.redmon);
-        ASSERT_TRUE(!row.printer || testkit::addPrinter(L"TessaloomPDF"));
+        ASSERT_TRUE(testkit::addPrinter(row.printer));
         HWND dialog = open();
         ASSERT_NE(nullptr, dialog);
         EXPECT_EQ(row.summary, item(dialog, IDC_COMPONENTS));
@@ -219,18 +218,10 @@ TEST_F(Ui, MessageBoxesCaptionsTextsAndTheIdsThatStaySilent)
     msgErrorBox2(nullptr, L"first", L"second");
     msgErrorBox2(nullptr, L"alone", L"");
     EXPECT_EQ(L" Error|body\n  Warning|body\n Error|first\r\n\r\nsecond\n Error|alone\n", seen(watcher));
-    wchar_t buffer[300];
-    wmemset(buffer, L'x', 300);
-    EXPECT_EQ(static_cast<int>(wcslen(buffer)), resLoadString255(nullptr, IDS_STATUS_READY, buffer));
-    EXPECT_EQ(L'x', buffer[255]);  // nothing written past the capacity
-    EXPECT_EQ(7, resLoadStringDef(nullptr, IDS_MISSING_GS, buffer, 64, L"default"));
-    EXPECT_STREQ(L"default", buffer);
-    EXPECT_EQ(0, resLoadStringDef(nullptr, 0, buffer, 64, L"default"));  // no id, no default either
-    EXPECT_STREQ(L"", buffer);
-    EXPECT_EQ(5, resLoadStringDef(nullptr, IDS_CAPTION_ERROR, buffer, 64, L" Error"));
-    EXPECT_STREQ(L"Error", buffer);
-    resFormatString(buffer, 64, IDS_PRINTER_FAILED, std::wstring(200, L'a').c_str());
-    EXPECT_EQ(63u, wcslen(buffer));  // bounded
+    // A document the shell cannot open: one box, as silent as its message ids.
+    BoxWatcher shell;
+    EXPECT_GE(32, OpenDocumentOrUrl(nullptr, L"C:\\tlpdf-no-such-document.tlpdf"));
+    EXPECT_EQ(L" Message|\n", seen(shell));
 }
 
 // Requests made while a box is up are parked, at most ten over the process's life.
@@ -302,6 +293,7 @@ TEST_F(Ui, TraceLinesHeaderAndTheReadOnlyWarning)
     dbg_Indent();
     ASSERT_TRUE(testkit::addPrinter(L"TessaloomPDF"));
     ASSERT_TRUE(testkit::addPrinter(L"TessaloomPDF Copy"));
+    ASSERT_TRUE(testkit::addPrinter(L"TessaloomPDF2"));  // another word: not ours
     dbg_StartTrace();  // deletes the old file and resets the depth
     EXPECT_EQ(0, dbg_GetDepth());
     // "(64-bit)" only under WOW64: the 32-bit build says so, the native 64-bit one does not.
@@ -323,9 +315,16 @@ TEST_F(Ui, TraceLinesHeaderAndTheReadOnlyWarning)
 TEST_F(Ui, DataWindowKeepsItsTextTopMostSettingAndPlace)
 {
     const wchar_t *key = testkit::kSettingsKey;
-    RegDeleteKeyValueW(HKEY_CURRENT_USER, key, L"data_Win_Rect");
+    // A place of the wrong type counts as none: the default, along the bottom of the work area.
+    const DWORD number = 5;
+    RegSetKeyValueW(HKEY_CURRENT_USER, key, L"data_Win_Rect", REG_DWORD, &number, sizeof number);
     HWND window = dw_OpenDataWindow(nullptr, nullptr);
     ASSERT_EQ(window, dw_OpenDataWindow(nullptr, nullptr));
+    RECT work, area;
+    SystemParametersInfoW(SPI_GETWORKAREA, 0, &work, 0);
+    GetWindowRect(window, &area);
+    const RECT standard = {work.left + 200, work.bottom - 140, work.right - 200, work.bottom};
+    EXPECT_TRUE(EqualRect(&standard, &area));
     dw_SetTopMost(1);
     EXPECT_NE(0, GetWindowLongW(window, GWL_EXSTYLE) & WS_EX_TOPMOST);
     dw_SetTopMost(0);
@@ -356,33 +355,15 @@ TEST_F(Ui, DataWindowKeepsItsTextTopMostSettingAndPlace)
     dw_CloseDataWindow();
     EXPECT_FALSE(dw_IsDataWindowOpen());
     EXPECT_EQ(L"((50, 60), (450, 260))", testkit::readRegString(HKEY_CURRENT_USER, key, L"data_Win_Rect"));
-    setWriteString(L"((100, 100), (150, 120))", L"data_Win_Rect");
-    RECT area;
-    GetWindowRect(dw_OpenDataWindow(nullptr, nullptr), &area);
-    const RECT minimum = {100, 100, 300, 200};  // no smaller than 200 by 100
-    EXPECT_TRUE(EqualRect(&minimum, &area));
-}
-
-TEST(Identity, VersionTextsAndCommandLine)
-{
-    wchar_t line[257];
-    aboutFormatVersion(line, 257, 5);
-    EXPECT_STREQ(L"Version 0.05", line);
-    const struct {
-        std::wstring line;
-        int result;
-        std::wstring source;
-    } rows[] = {
-        {L"-SOURCE[a] -TARGET[b]", 1, L"b"},  // the source buffer takes TARGET's value
-        {L"-source[x] -target[c:\\a b]", 1, L"c:\\a b"},
-        {L"-SOURCE[a] -TARGET[" + std::wstring(300, L'v') + L"]", 1, std::wstring(256, L'v')},
-        {L"-SOURCE[] -TARGET[b]", 0, L""},
-        {L"file.pdf -SOURCE[a] -TARGET[b]", 0, L""},
-    };
-    for (const auto &row : rows) {
-        EXPECT_EQ(row.result, appParseCommandLine(row.line.c_str())) << testing::PrintToString(row.line);
-        EXPECT_EQ(row.source, appSourceBuffer());
-        EXPECT_STREQ(L"", appTargetBuffer());
+    // Read back no smaller than 200 by 100, and pulled into the work area.
+    const struct { const wchar_t *stored; RECT place; } places[] = {
+        {L"((100, 100), (150, 120))", {100, 100, 300, 200}},
+        {L"((-50, 700), (350, 900))", {work.left, work.bottom - 200, work.left + 400, work.bottom}}};
+    for (const auto &row : places) {
+        setWriteString(row.stored, L"data_Win_Rect");
+        GetWindowRect(dw_OpenDataWindow(nullptr, nullptr), &area);
+        EXPECT_TRUE(EqualRect(&row.place, &area)) << testing::PrintToString(std::wstring(row.stored));
+        dw_CloseDataWindow();
     }
 }
 

@@ -3,7 +3,6 @@
 #include "tests/common/standin.h"
 #include <shellapi.h>
 #include <winspool.h>
-#include <cstdio>
 #include "tests/common/testkit.h"
 
 namespace testkit {
@@ -43,10 +42,10 @@ ULONGLONG fileSize(const std::wstring &path)
 std::wstring standInExe() { return binPath(L"tlpdf_tests.exe"); }  // what is copied: the test runner
 bool isStandIn(const std::wstring &path) { return fileSize(path) == fileSize(standInExe()); }
 
-void append(const wchar_t *name, const std::string &line, DWORD disposition = OPEN_ALWAYS)
+void append(const wchar_t *name, const std::string &line)
 {
     HANDLE file = CreateFileW(dirFile(name).c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                              disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+                              OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     DWORD written = 0;
     WriteFile(file, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
     CloseHandle(file);
@@ -103,20 +102,7 @@ int act(int count, wchar_t **args)
 
 }  // namespace
 
-// "<start>\t<end>\r\n" in microseconds of the performance counter, so that a benchmark can take
-// this run's own time out of what it measures. Only where the benchmark made timing.txt.
-TESTKIT_CHILD_MODE(printui, L"printui.dll,PrintUIEntry", [](int count, wchar_t **args) {
-    LARGE_INTEGER start, end, frequency;
-    QueryPerformanceCounter(&start);
-    int code = act(count, args);
-    QueryPerformanceCounter(&end);
-    QueryPerformanceFrequency(&frequency);
-    char line[64];
-    snprintf(line, sizeof line, "%lld\t%lld\r\n", static_cast<long long>(start.QuadPart * 1e6 / frequency.QuadPart),
-             static_cast<long long>(end.QuadPart * 1e6 / frequency.QuadPart));
-    append(L"timing.txt", line, OPEN_EXISTING);
-    return code;
-})
+TESTKIT_CHILD_MODE(printui, L"printui.dll,PrintUIEntry", act)
 
 bool installStandIn()
 {
