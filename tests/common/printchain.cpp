@@ -61,8 +61,6 @@ int ghostscript(int count, wchar_t **args)
         else
             options.push_back(args[i]);
     }
-    if (readFile(gsFile(L"mode.txt")) == "fail")
-        return 1;
     std::wstring script = L"/usr/bin/gs";
     for (size_t i = 0; i < options.size(); i++) {
         std::wstring &o = options[i];
@@ -121,10 +119,8 @@ int runShell(const std::wstring &script, DWORD timeoutMs)
     return code.empty() ? -1 : atoi(code.c_str());
 }
 
-bool installGhostscriptStandIn(const std::wstring &console, const char *mode)
+bool installGhostscriptStandIn(const std::wstring &console)
 {
-    CreateDirectoryW(kGsDir, nullptr);
-    writeFile(gsFile(L"mode.txt"), mode);
     std::error_code ignored;
     std::filesystem::create_directories(console.substr(0, console.find_last_of(L'\\')), ignored);
     return CopyFileW(binPath(L"tlpdf_tests.exe").c_str(), console.c_str(), FALSE) != FALSE;

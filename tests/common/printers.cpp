@@ -186,16 +186,19 @@ std::wstring loadString(UINT id)
     return text;
 }
 
-// One call on the Print Spooler service: its state, a stop (startType 0) or a new start type.
-static DWORD spooler(DWORD startType, bool query = false)
+// One call on the Print Spooler service: its state, a stop (0), a start (kStart) or a new start type.
+const DWORD kStart = ~0u;
+static DWORD spooler(DWORD action, bool query = false)
 {
     SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
     SC_HANDLE service = OpenServiceW(manager, L"Spooler", SERVICE_ALL_ACCESS);
     SERVICE_STATUS status = {};
     if (query)
         QueryServiceStatus(service, &status);
-    else if (startType)
-        ChangeServiceConfigW(service, SERVICE_NO_CHANGE, startType, SERVICE_NO_CHANGE, nullptr, nullptr, nullptr,
+    else if (action == kStart)
+        StartServiceW(service, 0, nullptr);
+    else if (action)
+        ChangeServiceConfigW(service, SERVICE_NO_CHANGE, action, SERVICE_NO_CHANGE, nullptr, nullptr, nullptr,
                              nullptr, nullptr, nullptr, nullptr);
     else
         ControlService(service, SERVICE_CONTROL_STOP, &status);
@@ -205,15 +208,9 @@ static DWORD spooler(DWORD startType, bool query = false)
 }
 
 DWORD spoolerState() { return spooler(0, true); }
-bool startSpooler()
-{
-    SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
-    SC_HANDLE service = OpenServiceW(manager, L"Spooler", SERVICE_ALL_ACCESS);
-    StartServiceW(service, 0, nullptr);
-    CloseServiceHandle(service);
-    CloseServiceHandle(manager);
-    return waitFor([] { return spoolerState() == SERVICE_RUNNING; });
-}
+bool startSpooler() { return spooler(kStart), waitFor([] { return spoolerState() == SERVICE_RUNNING; }); }
+bool stopSpooler() { return spooler(0), waitFor([] { return spoolerState() == SERVICE_STOPPED; }); }
+void setSpoolerStart(DWORD startType) { spooler(startType); }
 
 // The stand-in monitor goes where this build's processes load monitors from: their own system
 // folder, registered for their own environment.
@@ -242,8 +239,5 @@ void removeMonitor()
     DeleteMonitorW(nullptr, const_cast<wchar_t *>(monitorEnvironment()), const_cast<wchar_t *>(L"Redirected Port"));
     DeleteFileW((systemDir() + L"\\tlpdfmon.dll").c_str());
 }
-
-bool stopSpooler() { return spooler(0), waitFor([] { return spoolerState() == SERVICE_STOPPED; }); }
-void setSpoolerStart(DWORD startType) { spooler(startType); }
 
 }  // namespace testkit

@@ -3,6 +3,7 @@
 #include "tests/common/standin.h"
 #include <shellapi.h>
 #include <winspool.h>
+#include <cstdio>
 #include "tests/common/testkit.h"
 
 namespace testkit {
@@ -42,10 +43,10 @@ ULONGLONG fileSize(const std::wstring &path)
 std::wstring standInExe() { return binPath(L"tlpdf_tests.exe"); }  // what is copied: the test runner
 bool isStandIn(const std::wstring &path) { return fileSize(path) == fileSize(standInExe()); }
 
-void append(const wchar_t *name, const std::string &line)
+void append(const wchar_t *name, const std::string &line, DWORD disposition = OPEN_ALWAYS)
 {
     HANDLE file = CreateFileW(dirFile(name).c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                              OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+                              disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
     DWORD written = 0;
     WriteFile(file, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
     CloseHandle(file);
@@ -102,7 +103,20 @@ int act(int count, wchar_t **args)
 
 }  // namespace
 
-TESTKIT_CHILD_MODE(printui, L"printui.dll,PrintUIEntry", act)
+// "<start>\t<end>\r\n" in microseconds of the performance counter, so that a benchmark can take
+// this run's own time out of what it measures. Only where the benchmark made timing.txt.
+TESTKIT_CHILD_MODE(printui, L"printui.dll,PrintUIEntry", [](int count, wchar_t **args) {
+    LARGE_INTEGER start, end, frequency;
+    QueryPerformanceCounter(&start);
+    int code = act(count, args);
+    QueryPerformanceCounter(&end);
+    QueryPerformanceFrequency(&frequency);
+    char line[64];
+    snprintf(line, sizeof line, "%lld\t%lld\r\n", static_cast<long long>(start.QuadPart * 1e6 / frequency.QuadPart),
+             static_cast<long long>(end.QuadPart * 1e6 / frequency.QuadPart));
+    append(L"timing.txt", line, OPEN_EXISTING);
+    return code;
+})
 
 bool installStandIn()
 {
@@ -146,10 +160,7 @@ void removeStandIn()
 std::vector<StandInRun> standInLog()
 {
     std::vector<StandInRun> runs;
-    const std::string bytes = readFile(dirFile(L"log.txt"));
-    std::wstring text(bytes.size(), L'\0');
-    text.resize(MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()), &text[0],
-                                    static_cast<int>(text.size())));
+    const std::wstring text = widen(readFile(dirFile(L"log.txt")));
     for (size_t start = 0, end; (end = text.find(L"\r\n", start)) != std::wstring::npos; start = end + 2) {
         size_t tab1 = text.find(L'\t', start), tab2 = text.find(L'\t', tab1 + 1);
         runs.push_back({text.substr(start, tab1 - start), text.substr(tab1 + 1, tab2 - tab1 - 1),

@@ -3,7 +3,6 @@
 #include <shellapi.h>
 #include <filesystem>
 #include "diag/trace.h"
-#include "res/resource.h"
 
 namespace testkit {
 
@@ -260,32 +259,6 @@ std::wstring exeAsWindowsVersion(const std::wstring &exe, const std::wstring &ne
     RegSetKeyValueW(HKEY_CURRENT_USER, (L"Software\\Wine\\AppDefaults\\" + newName).c_str(), L"Version", REG_SZ, version,
                     static_cast<DWORD>((wcslen(version) + 1) * sizeof(wchar_t)));
     return copy;
-}
-
-BoxInfo pressSetup(const Child &child, bool debug, DWORD boxTimeoutMs, const std::function<void(HWND)> &whileRunning)
-{
-    HWND main = waitTopWindow(child.pid(), L"tlpdf_class");
-    HWND dialog = nullptr;
-    if (!main || !waitFor([&] { return (dialog = FindWindowExW(main, nullptr, L"#32770", nullptr)) != nullptr; }))
-        return BoxInfo();
-    // Ready: the dialog has set its status line and the program serves its message loop.
-    waitFor([&] { return !windowText(GetDlgItem(dialog, IDC_STATUS)).empty(); });
-    DWORD_PTR ignored;
-    SendMessageTimeoutW(main, WM_NULL, 0, 0, SMTO_NORMAL, 10000, &ignored);
-    // What a click sends; a cross-process BM_CLICK depends on mouse capture and focus.
-    if (debug) {
-        SendMessageW(GetDlgItem(dialog, IDC_DEBUG), BM_SETCHECK, BST_CHECKED, 0);
-        SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDC_DEBUG, BN_CLICKED),
-                     reinterpret_cast<LPARAM>(GetDlgItem(dialog, IDC_DEBUG)));
-    }
-    PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDC_SETUP, BN_CLICKED),
-                 reinterpret_cast<LPARAM>(GetDlgItem(dialog, IDC_SETUP)));
-    if (whileRunning)
-        whileRunning(main);
-    HWND box = nullptr;
-    if (!waitFor([&] { return (box = findMessageBox(child.pid())) != nullptr; }, boxTimeoutMs))
-        return BoxInfo();
-    return readMessageBox(box);
 }
 
 namespace {

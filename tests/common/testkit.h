@@ -7,7 +7,6 @@
 
 namespace testkit {
 
-// Polls a condition until it holds or the time runs out.
 bool waitFor(const std::function<bool()> &condition, DWORD timeoutMs = 10000);
 
 std::wstring selfPath();                               // this test executable
@@ -20,17 +19,14 @@ std::wstring className(HWND window);
 
 struct BoxInfo {
     HWND window = nullptr;
-    std::wstring caption;
-    std::wstring text;
+    std::wstring caption, text;
     RECT rect = {};
     HWND owner = nullptr;
 };
 
-// Finds a visible message box (#32770 with the static text 0xFFFF) of a process.
-HWND findMessageBox(DWORD processId);
+HWND findMessageBox(DWORD processId);  // a visible one: #32770 with the static text 0xFFFF
 BoxInfo readMessageBox(HWND box);
-// Presses the box's default button by posting IDOK (falls back to IDCANCEL).
-void closeMessageBox(HWND box);
+void closeMessageBox(HWND box);  // its default button, or else Cancel
 
 // Watches this process from a second thread: records and closes up to `count` boxes.
 class BoxWatcher {
@@ -49,7 +45,6 @@ private:
 };
 
 HWND findTopWindow(DWORD processId, const wchar_t *windowClass, const wchar_t *title = nullptr);
-// Waits for such a window; null when none came in time.
 HWND waitTopWindow(DWORD processId, const wchar_t *windowClass, const wchar_t *title = nullptr,
                    DWORD timeoutMs = 10000);
 // A UTF-16LE file's text after its byte-order mark ("<no mark>" when the file lacks one), and
@@ -76,13 +71,6 @@ private:
 // Copies an executable under a new name and sets Wine's per-program Windows version
 // ("winxp", "vista", "win7", "win8", "win10") for that name. Returns the copy's path.
 std::wstring exeAsWindowsVersion(const std::wstring &exe, const std::wstring &newName, const wchar_t *version);
-
-// Starts nothing: drives a started program. Waits for its main dialog to be ready, ticks
-// "Check to run in Debug mode" when asked, presses "Setup TessaloomPDF Now..." and returns the
-// first message box the program then shows, left open (window null when none came in time).
-// `whileRunning`, when given, is called with the main window right after the press.
-BoxInfo pressSetup(const Child &child, bool debug, DWORD boxTimeoutMs = 60000,
-                   const std::function<void(HWND)> &whileRunning = nullptr);
 
 // Points the user's Documents folder at `folder` (made when missing, with its parent); returns
 // the previous setting for restoreDocuments ("" when there was none).
@@ -140,8 +128,8 @@ bool installMonitor(const std::vector<std::wstring> &listed = {});
 void removeMonitor();
 
 // The print chain (tests/common/printchain.cpp). Ghostscript's console program at `console` is
-// a stand-in that hands the job to Debian's gs; with mode "fail" it fails without printing.
-bool installGhostscriptStandIn(const std::wstring &console, const char *mode = "");
+// a stand-in that hands the job to Debian's gs.
+bool installGhostscriptStandIn(const std::wstring &console);
 bool installPdfDriver(const wchar_t *name);  // a PostScript driver that prints, under that name
 bool printText(const wchar_t *printer, const std::wstring &text);  // one page, through GDI
 std::wstring pdfText(const std::wstring &pdf);  // the PDF's text, as pdftotext reads it
