@@ -304,6 +304,9 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
         components(false, false), testkit::deleteRegTree(HKEY_CURRENT_USER, L"Software\\Brindlecourt");
         testkit::setDocuments(fresh);
     };
+    auto versionIs = [](const wchar_t *code) -> std::function<void()> {
+        return [code] { EXPECT_NE(std::wstring::npos, logText().find(L"\r\n[Windows Version]: " + std::wstring(code) + L" (")); };
+    };
     auto madeNothing = [&] {
         EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW((fresh + L"\\TessaloomPDF").c_str()));
         for (const wchar_t *key : {L"Software\\GPL Ghostscript", kMonitorKey})
@@ -389,8 +392,11 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
         {L"-SETUP", 0, L"Driver Name = Custom PS Driver, Port", [] {
              testkit::writeFile(testkit::customisationPath(), ";Printer=Not this\r\nprinter = Custom PS Driver  \r\n");
          }, true},
-        {L"-SETUP", 0, L"Driver Name = Microsoft PS Class Driver, Port", nullptr, true, nullptr, L"win10"},
-        {L"-SETUP", 0, L"Driver Name = HP Color LaserJet 2800 Series PS, Port", nullptr, true, nullptr, L"win7"},
+        // Each Windows its version code in the log's header, and its default driver.
+        {L"-SETUP", 0, L"Driver Name = Microsoft PS Class Driver, Port", nullptr, true, versionIs(L"1000"), L"win10"},
+        {L"-SETUP", 0, L"Driver Name = Microsoft PS Class Driver, Port", nullptr, true, versionIs(L"602"), L"win8"},
+        {L"-SETUP", 0, L"Driver Name = HP Color LaserJet 2800 Series PS, Port", nullptr, true, versionIs(L"601"), L"win7"},
+        {L"-SETUP", 0, L"Driver Name = HP Color LaserJet 2800 Series PS, Port", nullptr, true, versionIs(L"600"), L"vista"},
         // A hard link at the batch file's name is never written through.
         {L"-SETUP", 0, L"Succeeded = rundll32", [&] {
              testkit::writeFile(precious, "keep these bytes"), CreateHardLinkW(testkit::batchPath().c_str(), precious.c_str(), nullptr);
@@ -537,7 +543,7 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
              testkit::removeStandIn();  // Wine's own installer deletes nothing
              testkit::addPrinter(L"TessaloomPDF");
          }, true},
-        {L"-STATUS", 9, L"Because your Windows is not Vista nor Windows 7", nullptr, false, nullptr, L"winxp"},
+        {L"-STATUS", 9, L"Because your Windows is not Vista nor Windows 7", nullptr, false, versionIs(L"501"), L"winxp"},
     };
     const std::wstring documents = testkit::documentsDir();
     for (const Row &row : rows) {

@@ -1,12 +1,10 @@
-// The support layer: paths, processes and system facts.
+// The support layer's paths: folded, joined within their field, and probed on the disk.
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <random>
 #include <string>
 #include <vector>
 #include "support/path.h"
-#include "support/process.h"
-#include "support/sys.h"
 #include "support/str.h"
 #include "tests/common/testkit.h"
 
@@ -73,54 +71,3 @@ TEST(SupportPaths, NormalizeAndJoinStayInTheFieldAndTheDiskIsProbedExactly)
     EXPECT_EQ((std::vector<int>{0, 1, 0, 1, 1}), (std::vector<int>{pathDeleteFile(dir.c_str()), pathDeleteFile(file.c_str()),
                  pathFileExists(file.c_str()), pathDeleteFile(file.c_str()), pathDeleteFile(missing.c_str())}));
 }
-
-// Runs copies of this program that Wine shows as Windows XP and 10, which report what they see.
-TEST(SupportProcessAndSystem, RunnerWaitsPassesCommandAndFolderReportsFailuresAndVersionsAreClassified)
-{
-    std::wstring dir = testkit::tempDir(L"process"), missing = L"C:\\" + std::wstring(300, L'x');
-    const std::wstring xp = testkit::exeAsWindowsVersion(testkit::selfPath(), L"support_winxp.exe", L"winxp"),
-                       win10 = testkit::exeAsWindowsVersion(testkit::selfPath(), L"support_win10.exe", L"win10");
-    std::wstring command = L"runner --report-args report.txt \"say \\\"hi\\\"\" plain";
-    auto run = [&](std::wstring line, DWORD waitMs, const std::wstring &image) {
-        return RunImageAndWait(nullptr, image.empty() ? nullptr : image.c_str(), &line[0], SW_HIDE, waitMs, dir.c_str());
-    };
-    auto report = [&](const wchar_t *name) {
-        std::string bytes = testkit::readFile(dir + L"\\" + name);
-        return std::wstring(reinterpret_cast<const wchar_t *>(bytes.data()), bytes.size() / 2);
-    };
-    // Folder|command|arguments|facts: 64-bit before, platform, 64-bit, major, minor, code, Vista+, 7, 7+, 8, 8+, XP, Vista/7, WOW64, admin.
-    std::wstring wow64 = testkit::kIs32BitBuild ? L"1" : L"0";
-    EXPECT_NE(0, run(command, 20000, xp));  // the report is complete the moment the runner returns
-    EXPECT_EQ(dir + L"|" + command + L"|say \"hi\"|plain|0 2 1 5 1 501 0 0 0 0 0 1 0 " + wow64 + L" 1", report(L"report.txt"));
-    testkit::BoxWatcher failed;
-    EXPECT_EQ(0, run(missing, 20000, L""));
-    auto boxes = failed.wait();
-    EXPECT_EQ(L"1 Message|Failed to execute:\r\n  " + missing.substr(0, 255),
-              std::to_wstring(boxes.size()) + (boxes.empty() ? L"" : boxes[0].caption + L"|" + boxes[0].text));
-    // An expired wait is silent and leaves the child running; only a failed wait shows a box, an empty one.
-    testkit::BoxWatcher watcher(2, 1500);
-    EXPECT_EQ(0, run(L"runner --report-args late.txt wait", 300, win10));
-    for (DWORD result : {DWORD(0), DWORD(WAIT_ABANDONED), DWORD(WAIT_TIMEOUT), DWORD(WAIT_FAILED)})
-        ReportWaitResult(nullptr, result, 0);
-    boxes = watcher.wait();
-    EXPECT_TRUE(boxes.size() == 1 && boxes[0].text.empty()) << boxes.size();
-    EXPECT_TRUE(testkit::waitFor([&] { return !report(L"late.txt").empty(); }, 20000));
-    EXPECT_EQ(dir + L"|runner --report-args late.txt wait|wait|0 2 1 10 0 1000 1 0 1 0 1 0 0 " + wow64 + L" 1", report(L"late.txt"));
-}
-
-// "--report-args FILE ARGS...": the report above; with the last argument "wait", after two seconds.
-TESTKIT_CHILD_MODE(reportArgs, L"--report-args", [](int count, wchar_t **args) {
-    wchar_t here[MAX_PATH], facts[128];
-    GetCurrentDirectoryW(MAX_PATH, here);
-    std::wstring text = std::wstring(here) + L"|" + GetCommandLineW() + L"|";
-    for (int i = 3; i < count; i++)
-        text += std::wstring(args[i]) + L"|";
-    int before64 = sysIs64Bit(), platform = static_cast<int>(sysClassify());
-    const SysFacts &f = sysFacts();
-    swprintf(facts, 128, L"%d %d %d %lu %lu %d %d %d %d %d %d %d %d %d %d", before64, platform, sysIs64Bit(), f.major, f.minor,
-             sysVersionCode(), sysIsVistaOrLater(), sysIsWin7(), sysIsWin7OrLater(), sysIsWin8(), sysIsWin8OrLater(),
-             f.is2000XpFamily, f.isVista7Family, sysIsWow64(), sysIsAdmin());
-    Sleep(wcscmp(args[count - 1], L"wait") ? 0 : 2000);
-    text += facts;
-    return count >= 3 && testkit::writeFile(args[2], std::string(reinterpret_cast<const char *>(text.data()), text.size() * 2)) ? 0 : 1;
-})
