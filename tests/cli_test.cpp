@@ -603,6 +603,8 @@ TEST(ActionLine, SplitsAsWindowsDoes)
         {L"-source[x] -target[c:\\a b]", 0, ACTION_NONE, L"", L"", 0, 1, L"c:\\a b"},
         {L"-SOURCE[a] -TARGET[" + std::wstring(300, L'v') + L"]", 0, ACTION_NONE, L"", L"", 0, 1, std::wstring(256, L'v')},
         {L"-SOURCE[] -TARGET[b]", 0, ACTION_NONE, L"", L"", 0, 0, L""},
+        {L"-TARGET[b]", 0, ACTION_NONE, L"", L"", 0, 0, L""},
+        {L"-SOURCE[a]", 0, ACTION_NONE, L"", L"", 0, 0, L""},
         {L"\"report.pdf\" -SOURCE[a] -TARGET[b]", 0, ACTION_NONE, L"", L"", 0, 0, L""},
     };
     for (const auto &row : rows) {

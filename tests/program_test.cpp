@@ -203,31 +203,22 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
     testkit::removeTree(temp);
 }
 
-// SOURCE and TARGET together make the program end after the first command it handles; either
-// alone does not.
+// SOURCE and TARGET together make the program end after the first command it handles (the
+// command line's reading is checked with the unattended ones).
 TEST(ProgramStart, OneShotModeExitsAfterTheFirstHandledCommand)
 {
-    for (const wchar_t *args : {L"-SOURCE[a] -TARGET[b]", L"-TARGET[b]", L"-SOURCE[a]"}) {
-        SCOPED_TRACE(testing::PrintToString(std::wstring(args)));
-        const bool oneShot = std::wstring(args).size() > 12;
-        Child child(program(), args);
-        HWND main = testkit::waitTopWindow(child.pid(), L"tlpdf_class");
-        ASSERT_NE(nullptr, main);
-        // The start-up command 37 and a command with a notification word are not handled.
-        PostMessageW(main, WM_COMMAND, MAKEWPARAM(IDM_ABOUT, 1), 0);
-        ASSERT_TRUE(settle(main));
-        EXPECT_TRUE(child.running());
-        PostMessageW(main, WM_COMMAND, IDM_ABOUT, 0);
-        HWND about = testkit::waitTopWindow(child.pid(), L"#32770", L"About TessaloomPDF");
-        ASSERT_NE(nullptr, about);
-        PostMessageW(about, WM_COMMAND, IDOK, 0);
-        ASSERT_TRUE(testkit::waitFor([&] { return !IsWindow(about); }));
-        EXPECT_EQ(oneShot, child.waitExit(oneShot ? 15000 : 300));
-        if (!oneShot) {
-            PostMessageW(main, WM_COMMAND, IDM_EXIT, 0);
-            EXPECT_TRUE(child.waitExit(15000));
-        }
-    }
+    Child child(program(), L"-SOURCE[a] -TARGET[b]");
+    HWND main = testkit::waitTopWindow(child.pid(), L"tlpdf_class");
+    ASSERT_NE(nullptr, main);
+    // The start-up command 37 and a command with a notification word are not handled.
+    PostMessageW(main, WM_COMMAND, MAKEWPARAM(IDM_ABOUT, 1), 0);
+    ASSERT_TRUE(settle(main));
+    EXPECT_TRUE(child.running());
+    PostMessageW(main, WM_COMMAND, IDM_ABOUT, 0);
+    HWND about = testkit::waitTopWindow(child.pid(), L"#32770", L"About TessaloomPDF");
+    ASSERT_NE(nullptr, about);
+    PostMessageW(about, WM_COMMAND, IDOK, 0);
+    EXPECT_TRUE(child.waitExit(15000));
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // The support layer's paths: folded, joined within their field, and probed on the disk.
 #include <gtest/gtest.h>
 #include <windows.h>
-#include <random>
 #include <string>
 #include <vector>
 #include "support/path.h"
@@ -33,18 +32,6 @@ TEST(SupportPaths, NormalizeAndJoinStayInTheFieldAndTheDiskIsProbedExactly)
     for (const auto &row : rows) {
         Field path(row.in, wcslen(row.in) + 1);
         EXPECT_EQ(row.out, (pathNormalize(&path.chars[0]), path.str())) << show(row.in);
-    }
-    const wchar_t alphabet[] = L"\\\\//..:: ahtpc";
-    std::mt19937 random(20240611);
-    std::uniform_int_distribution<size_t> length(0, 40), pick(0, wcslen(alphabet) - 1);
-    for (int i = 0; i < 4000; ++i) {
-        std::wstring input;
-        for (size_t n = length(random); n > 0; --n)
-            input += alphabet[pick(random)];
-        Field normal(input, input.size() + 1), joined;
-        pathNormalize(&normal.chars[0]);
-        pathJoin(&joined.chars[0], input.c_str(), input.c_str());
-        ASSERT_TRUE(normal.intact() && normal.str().size() <= input.size() && joined.intact()) << show(input);
     }
     const struct { const wchar_t *dir, *name, *out; } joins[] = {
         {L"c:\\dir  ", L"sub\\..\\f.txt  ", L"c:\\dir\\f.txt"}, {L"c:\\dir", L"\\\\srv\\a\\..\\b ", L"\\\\srv\\a\\..\\b"},

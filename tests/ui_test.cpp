@@ -184,13 +184,6 @@ TEST_F(Ui, DebugModeStartsATraceThatTheReportButtonMails)
         g_result = r.first;
         EXPECT_EQ(r.second, mapi_SendMailWithAttachment(GetDesktopWindow(), L"a@example.com", L"s", L"C:\\x.txt")) << r.first;
     }
-    g_result = 0;
-    mapi_SendMailWithAttachment(GetDesktopWindow(), L"a", L"s", std::wstring(400, L'p').c_str());
-    EXPECT_NE(std::string::npos, g_sent.find(" " + std::string(255, 'p') + " ["));  // cut to the field
-    mapiTestSetSendMail(nullptr);
-    mapiTestSetLibraryPath((testkit::systemDir() + L"\\version.dll").c_str());  // no such entry point
-    EXPECT_EQ(0, mapi_SendMailWithAttachment(GetDesktopWindow(), L"a", L"s", L"C:\\x.txt"));
-    mapiTestSetLibraryPath(nullptr);
 }
 
 // Run in the process, where the administrator check has a seam: Wine always runs as one.
