@@ -389,9 +389,8 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
              std::wstring driver(255, L'x');  // a driver Wine would otherwise keep for the rows below
              EXPECT_TRUE(DeletePrinterDriverW(nullptr, nullptr, &driver[0]));
          }},
-        {L"-SETUP", 0, L"Driver Name = Custom PS Driver, Port", [] {
-             testkit::writeFile(testkit::customisationPath(), ";Printer=Not this\r\nprinter = Custom PS Driver  \r\n");
-         }, true},
+        {L"-SETUP", 0, L"Driver Name = Custom PS Driver, Port",
+         [] { testkit::writeFile(testkit::customisationPath(), ";Printer=Not this\r\nprinter = Custom PS Driver  \r\n"); }, true},
         // Each Windows its version code in the log's header, and its default driver.
         {L"-SETUP", 0, L"Driver Name = Microsoft PS Class Driver, Port", nullptr, true, versionIs(L"1000"), L"win10"},
         {L"-SETUP", 0, L"Driver Name = Microsoft PS Class Driver, Port", nullptr, true, versionIs(L"602"), L"win8"},
@@ -434,9 +433,8 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
              testkit::stopSpooler(), testkit::setSpoolerStart(SERVICE_DISABLED);
          }, false, [] { EXPECT_EQ(static_cast<DWORD>(SERVICE_STOPPED), testkit::spoolerState()); }},
         // A check follows a job's way: each link broken in turn, the rest as a setup leaves it.
-        {L"-STATUS", 0, L"\r\nControlled folder access is on and C:\\gs\\gs9.05\\bin\\gswin32c.exe is not among", [] {
-             ready(), policy(kFolderAccess, L"EnableControlledFolderAccess");
-         }, true, [] {
+        {L"-STATUS", 0, L"\r\nControlled folder access is on and C:\\gs\\gs9.05\\bin\\gswin32c.exe is not among",
+         [] { ready(), policy(kFolderAccess, L"EnableControlledFolderAccess"); }, true, [] {
              // Switched off, or Ghostscript among the allowed: nothing to say.
              policy(kFolderAccess, L"EnableControlledFolderAccess", 0);
              const std::wstring log = run(L"-STATUS").log;
@@ -448,9 +446,8 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
              EXPECT_EQ(std::wstring::npos, run(L"-STATUS").log.find(L"Controlled folder"));
              policy(allowed.c_str(), nullptr), policy(kFolderAccess, nullptr);
          }},
-        {L"-STATUS", 14, L"\r\nThe response file is missing: no PDF can come out (error 2: ", [] {
-             ready(), DeleteFileW(rspPath().c_str());
-         }, true},
+        {L"-STATUS", 14, L"\r\nThe response file is missing: no PDF can come out (error 2: ",
+         [] { ready(), DeleteFileW(rspPath().c_str()); }, true},
         {L"-STATUS", 14, L"\r\nThe response file cannot be read: no PDF can come out (error 32: ", [&] {
              ready(), held = CreateFileW(rspPath().c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
          }, true, [&] { CloseHandle(held); }},
@@ -480,12 +477,10 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
              keptMine();
              EXPECT_NE(std::wstring::npos, testkit::printLog().find(L"command not started: error 2"));
          }},
-        {L"-PRINTTEST", 15, L"\r\nThe folder C:\\tlpdf-nowhere for the PDF does not exist", [] {
-             printable(), testkit::writeFile(rspPath(), "-o C:/tlpdf-nowhere/x.pdf");
-         }, true, keptMine},
-        {L"-PRINTTEST", 22, L"\r\nThe response file's output \"-\" is not a plain file", [] {
-             printable(), testkit::writeFile(rspPath(), "-sDEVICE=pdfwrite -sOutputFile=-\r\n");
-         }, true, keptMine},
+        {L"-PRINTTEST", 15, L"\r\nThe folder C:\\tlpdf-nowhere for the PDF does not exist",
+         [] { printable(), testkit::writeFile(rspPath(), "-o C:/tlpdf-nowhere/x.pdf"); }, true, keptMine},
+        {L"-PRINTTEST", 22, L"\r\nThe response file's output \"-\" is not a plain file",
+         [] { printable(), testkit::writeFile(rspPath(), "-sDEVICE=pdfwrite -sOutputFile=-\r\n"); }, true, keptMine},
         {L"-PRINTTEST", 25, L"\r\nThe file written is not a complete PDF", [] {
              printable();
              std::wstring pdf = userPdf();
@@ -496,14 +491,12 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
         {L"-SETUP", 26, L"\r\n" + dataFolder() + L" can be changed by Everyone (S-1-1-0), who is not an administrator "
                        L"(write data).", [] { CreateDirectoryW(dataFolder().c_str(), nullptr), onFile(L"chmod o+w", dataFolder()); },
          false, [] { onFile(L"chmod o-w", dataFolder()); }},
-        {L"-STATUS", 26, L"\r\n" + rspPath() + L" can be changed by Everyone (S-1-1-0)", [] {
-             ready(), onFile(L"chmod o+w", rspPath());
-         }, true, [] { onFile(L"chmod o-w", rspPath()); }},
+        {L"-STATUS", 26, L"\r\n" + rspPath() + L" can be changed by Everyone (S-1-1-0)",
+         [] { ready(), onFile(L"chmod o+w", rspPath()); }, true, [] { onFile(L"chmod o-w", rspPath()); }},
         {L"-PRINTTEST", 26, L" can be changed by NT AUTHORITY\\ANONYMOUS LOGON (S-1-5-7), who is not an administrator (owner)",
          [] { ready(), onFile(L"chown nobody", dataFolder()); }, true, [] { onFile(L"chown root", dataFolder()); }},
-        {L"-SETUP", 26, L"\r\n" + testkit::documentsDir() + L" can be changed by Everyone (S-1-1-0)", [] {
-             onFile(L"chmod o+w", testkit::documentsDir());
-         }, false, [] { onFile(L"chmod o-w", testkit::documentsDir()); }},
+        {L"-SETUP", 26, L"\r\n" + testkit::documentsDir() + L" can be changed by Everyone (S-1-1-0)",
+         [] { onFile(L"chmod o+w", testkit::documentsDir()); }, false, [] { onFile(L"chmod o-w", testkit::documentsDir()); }},
         {L"-SETUP", 26, L"\r\n" + dataFolder() + L" can be changed by whoever made it, who is not an administrator (a link", [] {
              testkit::removeTree(dataFolder()), CreateDirectoryW(L"C:\\tlpdf-elsewhere", nullptr);
              testkit::runShell(L"ln -s '" + testkit::unixPath(L"C:\\tlpdf-elsewhere") + L"' '" + testkit::unixPath(dataFolder()) + L"'");
@@ -530,15 +523,13 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
          [] { EXPECT_EQ(std::wstring::npos, logText().find(L"is older than")); }},
         {L"-SETUP -MACHINE -DOCUMENTS[C:\\]", 2, L"Usage error: -MACHINE and -DOCUMENTS name the data folder both"},
         // Machines where no PDF can come out: a setup changes nothing, a check says why.
-        {L"-SETUP", 19, testkit::loadString(IDS_PROTECTED_PRINT_REFUSED), [] {
-             policy(kProtectedPrint, L"WindowsProtectedPrintGroupPolicyState");
-         }, false, [] { policy(kProtectedPrint, nullptr); }},
+        {L"-SETUP", 19, testkit::loadString(IDS_PROTECTED_PRINT_REFUSED),
+         [] { policy(kProtectedPrint, L"WindowsProtectedPrintGroupPolicyState"); }, false, [] { policy(kProtectedPrint, nullptr); }},
         {L"-STATUS", 19, L"", [] { policy(kProtectedPrint, L"WindowsProtectedPrintGroupPolicyState"); }, false,
          [] { policy(kProtectedPrint, nullptr); }},
         {L"-SETUP -DOCUMENTS[N:\\docs]", 21, L"\r\nThe folder N:\\docs is on a network path."},
-        {L"-SETUP", 21, L"\r\nThe folder \\\\tlpdfserver\\share\\Documents is on a network path.", [] {
-             testkit::setDocuments(L"\\\\tlpdfserver\\share\\Documents");
-         }},
+        {L"-SETUP", 21, L"\r\nThe folder \\\\tlpdfserver\\share\\Documents is on a network path.",
+         [] { testkit::setDocuments(L"\\\\tlpdfserver\\share\\Documents"); }},
         {L"-UNINSTALL", 13, L"Printer TessaloomPDF is still installed", [] {
              testkit::removeStandIn();  // Wine's own installer deletes nothing
              testkit::addPrinter(L"TessaloomPDF");

@@ -1,6 +1,7 @@
 // Shared test helpers: waiting for windows, reading message boxes, running child programs.
 #include "tests/common/testkit.h"
 #include <shellapi.h>
+#include <algorithm>
 #include <filesystem>
 #include "diag/trace.h"
 
@@ -8,21 +9,16 @@ namespace testkit {
 
 bool waitFor(const std::function<bool()> &condition, DWORD timeoutMs)
 {
-    DWORD start = GetTickCount();
-    for (;;) {
-        if (condition())
-            return true;
+    for (DWORD start = GetTickCount(); !condition(); Sleep(10))
         if (GetTickCount() - start > timeoutMs)
             return false;
-        Sleep(10);
-    }
+    return true;
 }
 
 std::wstring selfPath()
 {
     wchar_t path[MAX_PATH];
-    DWORD n = GetModuleFileNameW(nullptr, path, MAX_PATH);
-    return std::wstring(path, n);
+    return std::wstring(path, GetModuleFileNameW(nullptr, path, MAX_PATH));
 }
 
 std::wstring exeDir()
@@ -31,20 +27,11 @@ std::wstring exeDir()
     return s.substr(0, s.find_last_of(L'\\'));
 }
 
-namespace {
-
-struct ChildMode {
-    const wchar_t *name;
-    ChildModeFn fn;
-};
-
-std::vector<ChildMode> &childModes()
+static std::vector<std::pair<const wchar_t *, ChildModeFn>> &childModes()
 {
-    static std::vector<ChildMode> modes;
+    static std::vector<std::pair<const wchar_t *, ChildModeFn>> modes;
     return modes;
 }
-
-}  // namespace
 
 bool registerChildMode(const wchar_t *name, ChildModeFn fn)
 {
@@ -59,13 +46,11 @@ bool runChildMode(int *exitCode)
     if (!args)
         return false;
     // "exe:NAME" modes are chosen by the runner's own file name, whatever the arguments.
-    wchar_t module[MAX_PATH] = L"";
-    GetModuleFileNameW(nullptr, module, MAX_PATH);
-    const wchar_t *self = wcsrchr(module, L'\\') ? wcsrchr(module, L'\\') + 1 : module;
-    for (const ChildMode &mode : childModes()) {
-        bool byName = wcsncmp(mode.name, L"exe:", 4) == 0 && _wcsicmp(self, mode.name + 4) == 0;
-        if (byName || (count >= 2 && wcscmp(args[1], mode.name) == 0)) {
-            *exitCode = mode.fn(count, args);
+    const std::wstring self = selfPath().substr(selfPath().find_last_of(L'\\') + 1);
+    for (const auto &mode : childModes()) {
+        bool byName = wcsncmp(mode.first, L"exe:", 4) == 0 && _wcsicmp(self.c_str(), mode.first + 4) == 0;
+        if (byName || (count >= 2 && wcscmp(args[1], mode.first) == 0)) {
+            *exitCode = mode.second(count, args);
             LocalFree(args);
             return true;
         }
@@ -97,10 +82,8 @@ std::wstring tempDir(const wchar_t *name)
 
 std::wstring windowText(HWND window)
 {
-    int n = GetWindowTextLengthW(window);
-    std::wstring s(n + 1, L'\0');
-    n = GetWindowTextW(window, &s[0], n + 1);
-    s.resize(n > 0 ? n : 0);
+    std::wstring s(GetWindowTextLengthW(window) + 1, L'\0');
+    s.resize(std::max(0, GetWindowTextW(window, &s[0], static_cast<int>(s.size()))));
     return s;
 }
 
@@ -114,8 +97,7 @@ std::wstring className(HWND window)
 namespace {
 struct FindTop {
     DWORD pid;
-    const wchar_t *cls;
-    const wchar_t *title;
+    const wchar_t *cls, *title;
     bool box;  // only a visible message box: a dialog with the static text 0xFFFF
     HWND found;
 };
@@ -132,23 +114,20 @@ BOOL CALLBACK findTopProc(HWND window, LPARAM param)
     }
     return TRUE;
 }
-}  // namespace
 
-HWND findMessageBox(DWORD processId)
+HWND findTop(FindTop f)
 {
-    FindTop f = {processId, L"#32770", nullptr, true, nullptr};
     EnumWindows(findTopProc, reinterpret_cast<LPARAM>(&f));
     return f.found;
 }
+}  // namespace
+
+HWND findMessageBox(DWORD processId) { return findTop({processId, L"#32770", nullptr, true, nullptr}); }
 
 BoxInfo readMessageBox(HWND box)
 {
-    BoxInfo info;
-    info.window = box;
-    info.caption = windowText(box);
-    info.text = windowText(GetDlgItem(box, 0xFFFF));
+    BoxInfo info{box, windowText(box), windowText(GetDlgItem(box, 0xFFFF)), {}, GetWindow(box, GW_OWNER)};
     GetWindowRect(box, &info.rect);
-    info.owner = GetWindow(box, GW_OWNER);
     return info;
 }
 
@@ -190,9 +169,7 @@ std::vector<BoxInfo> BoxWatcher::wait()
 
 HWND findTopWindow(DWORD processId, const wchar_t *windowClass, const wchar_t *title)
 {
-    FindTop f = {processId, windowClass, title, false, nullptr};
-    EnumWindows(findTopProc, reinterpret_cast<LPARAM>(&f));
-    return f.found;
+    return findTop({processId, windowClass, title, false, nullptr});
 }
 
 HWND waitTopWindow(DWORD processId, const wchar_t *windowClass, const wchar_t *title, DWORD timeoutMs)
