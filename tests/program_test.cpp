@@ -82,11 +82,9 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
     const std::wstring temp = testkit::tempDir(L"a&b (c) ^d e");
     wchar_t oldTemp[MAX_PATH] = L"";
     GetEnvironmentVariableW(L"TEMP", oldTemp, MAX_PATH);
-    SetEnvironmentVariableW(L"TEMP", temp.c_str());
-    SetEnvironmentVariableW(L"TMP", temp.c_str());
+    SetEnvironmentVariableW(L"TEMP", temp.c_str()), SetEnvironmentVariableW(L"TMP", temp.c_str());
     Child child(program(), L"", work);
-    SetEnvironmentVariableW(L"TEMP", oldTemp);
-    SetEnvironmentVariableW(L"TMP", oldTemp);
+    SetEnvironmentVariableW(L"TEMP", oldTemp), SetEnvironmentVariableW(L"TMP", oldTemp);
     HWND main = testkit::waitTopWindow(child.pid(), L"tlpdf_class");
     ASSERT_NE(nullptr, main);
     HWND data = testkit::waitTopWindow(child.pid(), L"tl_DataWin");
@@ -98,19 +96,15 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
               windowText(GetDlgItem(dialog, IDC_COMPONENTS)));
     EXPECT_EQ(loadString(IDS_STATUS_READY), windowText(GetDlgItem(dialog, IDC_STATUS)));
     EXPECT_FALSE(IsWindowVisible(GetDlgItem(dialog, IDC_REPORT)));
-    // The frame wraps the dialog and is centred in the work area.
-    RECT frame, client, inner, work_area;
-    GetWindowRect(main, &frame);
-    GetClientRect(main, &client);
-    GetWindowRect(dialog, &inner);
-    SystemParametersInfoW(SPI_GETWORKAREA, 0, &work_area, 0);
-    POINT origin = {0, 0};  // the dialog fills the frame's client area exactly
-    ClientToScreen(main, &origin);
-    EXPECT_TRUE(origin.x == inner.left && origin.y == inner.top);
-    EXPECT_EQ(inner.right - inner.left, client.right);
-    EXPECT_EQ(inner.bottom - inner.top, client.bottom);
-    EXPECT_EQ((work_area.left + work_area.right - (frame.right - frame.left)) / 2, frame.left);
-    EXPECT_EQ((work_area.top + work_area.bottom - (frame.bottom - frame.top)) / 2, frame.top);
+    // The dialog fills the frame's client area exactly; the frame is centred in the work area.
+    RECT frame, client, inner, area;
+    POINT origin = {0, 0};
+    GetWindowRect(main, &frame), GetClientRect(main, &client), GetWindowRect(dialog, &inner), ClientToScreen(main, &origin);
+    SystemParametersInfoW(SPI_GETWORKAREA, 0, &area, 0);
+    OffsetRect(&client, origin.x, origin.y);
+    EXPECT_TRUE(EqualRect(&inner, &client));
+    EXPECT_EQ((area.left + area.right - (frame.right - frame.left)) / 2, frame.left);
+    EXPECT_EQ((area.top + area.bottom - (frame.bottom - frame.top)) / 2, frame.top);
     // The data window: owned by the main window, top-most while no setting says otherwise.
     ASSERT_NE(nullptr, data);
     EXPECT_EQ(L"Debug/Code Info", windowText(data));
@@ -122,9 +116,9 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
         HWND about = testkit::waitTopWindow(child.pid(), L"#32770", L"About TessaloomPDF");
         ASSERT_NE(nullptr, about);
         ASSERT_TRUE(testkit::waitFor([&] { return IsWindowVisible(about) != FALSE; }));  // shown after its set-up
-        EXPECT_EQ(L"Version 2.10", windowText(GetDlgItem(about, IDC_VERSION)));
-        EXPECT_EQ(L"Copyright (C) 2026 Brindlecourt", windowText(GetDlgItem(about, IDC_COPYRIGHT)));
-        EXPECT_EQ(L"https://www.example.com/", windowText(GetDlgItem(about, IDC_WEBSITE)));
+        EXPECT_EQ(L"Version 2.10|Copyright (C) 2026 Brindlecourt|https://www.example.com/",
+                  windowText(GetDlgItem(about, IDC_VERSION)) + L"|" + windowText(GetDlgItem(about, IDC_COPYRIGHT)) + L"|" +
+                      windowText(GetDlgItem(about, IDC_WEBSITE)));
         PostMessageW(about, WM_COMMAND, IDCANCEL, 0);  // Escape closes it
         ASSERT_TRUE(testkit::waitFor([&] { return !IsWindow(about); }));
     }
