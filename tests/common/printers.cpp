@@ -34,10 +34,7 @@ bool addPrinter(const wchar_t *name, const wchar_t *port, const wchar_t *driverN
     info.pPrintProcessor = const_cast<wchar_t *>(L"WinPrint");
     info.pDatatype = const_cast<wchar_t *>(L"RAW");
     HANDLE printer = AddPrinterW(nullptr, 2, reinterpret_cast<BYTE *>(&info));
-    if (!printer)
-        return false;
-    ClosePrinter(printer);
-    return true;
+    return printer && ClosePrinter(printer);
 }
 
 bool deletePrinter(const wchar_t *name)
@@ -55,17 +52,10 @@ void deleteAllPrinters()
 {
     DWORD needed = 0, returned = 0;
     EnumPrintersW(PRINTER_ENUM_LOCAL, nullptr, 4, nullptr, 0, &needed, &returned);
-    if (!needed)
-        return;
-    std::vector<BYTE> buffer(needed);
-    if (!EnumPrintersW(PRINTER_ENUM_LOCAL, nullptr, 4, buffer.data(), needed, &needed, &returned))
-        return;
-    std::vector<std::wstring> names;
-    auto *info = reinterpret_cast<PRINTER_INFO_4W *>(buffer.data());
-    for (DWORD i = 0; i < returned; i++)
-        names.push_back(info[i].pPrinterName);
-    for (const auto &n : names)
-        deletePrinter(n.c_str());
+    std::vector<BYTE> buffer(needed + 1);
+    if (EnumPrintersW(PRINTER_ENUM_LOCAL, nullptr, 4, buffer.data(), needed, &needed, &returned))
+        for (DWORD i = 0; i < returned; i++)
+            deletePrinter(reinterpret_cast<PRINTER_INFO_4W *>(buffer.data())[i].pPrinterName);
 }
 
 bool writeFile(const std::wstring &path, const std::string &bytes)

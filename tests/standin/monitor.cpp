@@ -1,11 +1,9 @@
-// A test-only stand-in for RedMon's port monitor "Redirected Port", doing what RedMon does with
-// the values the program writes. Wine's spooler loads it into the process that asks (see the
-// platform notes), so the spooler's own memory of its ports is kept where all processes see it:
-// the value KnownPorts of the monitor's key. AddPort lists the port and makes its key under
-// Ports, DeletePort forgets both, EnumPorts answers the list. A job runs the port's Command with
-// its Arguments, the job on its standard input, and ends when that program has;
-// C:\tlpdf-monitor\jobs.txt gets a line for each step, so a test can tell which link broke.
-// Built for each architecture.
+// A test-only stand-in for RedMon's port monitor "Redirected Port", built for each architecture.
+// Wine's spooler loads it into the process that asks, so the list of ports it knows is kept where
+// all processes see it: the value KnownPorts of the monitor's key. AddPort lists the port and makes
+// its key under Ports, DeletePort forgets both, EnumPorts answers the list. A job runs the port's
+// Command with its Arguments, the job on its standard input; C:\tlpdf-monitor\jobs.txt gets a
+// line for each step, so a test can tell which link broke.
 #include <windows.h>
 #include <winspool.h>
 #include <winsplp.h>
@@ -86,11 +84,7 @@ std::wstring portValue(const std::wstring &port, const wchar_t *name)
     return text;
 }
 
-BOOL WINAPI openPort(HANDLE, LPWSTR name, PHANDLE handle)
-{
-    *handle = new Port{name ? name : L""};
-    return TRUE;
-}
+BOOL WINAPI openPort(HANDLE, LPWSTR name, PHANDLE handle) { return *handle = new Port{name ? name : L""}, TRUE; }
 
 BOOL WINAPI startDocPort(HANDLE handle, LPWSTR, DWORD, DWORD, LPBYTE)
 {
@@ -137,11 +131,7 @@ BOOL WINAPI endDocPort(HANDLE handle)
     return TRUE;
 }
 
-BOOL WINAPI closePort(HANDLE handle)
-{
-    delete static_cast<Port *>(handle);
-    return TRUE;
-}
+BOOL WINAPI closePort(HANDLE handle) { return delete static_cast<Port *>(handle), TRUE; }
 BOOL WINAPI xcvOpenPort(HANDLE, LPCWSTR, ACCESS_MASK, PHANDLE handle) { return *handle = kHandle, TRUE; }
 BOOL WINAPI xcvClosePort(HANDLE) { return TRUE; }
 VOID WINAPI shutdown(HANDLE) {}
@@ -176,25 +166,15 @@ DWORD WINAPI xcvDataPort(HANDLE, LPCWSTR command, PBYTE input, DWORD inputSize, 
     return ERROR_SUCCESS;
 }
 
-MONITOR2 g_monitor;
-
 }  // namespace
 
 extern "C" __declspec(dllexport) LPMONITOR2 WINAPI InitializePrintMonitor2(PMONITORINIT, PHANDLE monitor)
 {
-    g_monitor = MONITOR2{};
-    g_monitor.cbSize = sizeof(MONITOR2);
-    g_monitor.pfnEnumPorts = enumPorts;
-    g_monitor.pfnOpenPort = openPort;
-    g_monitor.pfnStartDocPort = startDocPort;
-    g_monitor.pfnWritePort = writePort;
-    g_monitor.pfnEndDocPort = endDocPort;
-    g_monitor.pfnClosePort = closePort;
-    g_monitor.pfnXcvOpenPort = xcvOpenPort;
-    g_monitor.pfnXcvDataPort = xcvDataPort;
-    g_monitor.pfnXcvClosePort = xcvClosePort;
-    g_monitor.pfnShutdown = shutdown;
+    // In the structure's order: no port dialogs, no reading, no bidirectional data.
+    static MONITOR2 functions = {sizeof(MONITOR2), enumPorts, openPort, nullptr, startDocPort, writePort, nullptr,
+                                 endDocPort, closePort, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                 xcvOpenPort, xcvDataPort, xcvClosePort, shutdown, nullptr};
     if (monitor)
         *monitor = kHandle;
-    return &g_monitor;
+    return &functions;
 }
