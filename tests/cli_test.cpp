@@ -366,9 +366,8 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
         {L"-SETUP", 7, L"\t\tFailed = rundll32 printui.dll,PrintUIEntry /if /m \"Never Installed PS\" /h[x64] "
                        L"/f %windir%\\inf\\ntprint.inf  /b \"TessaloomPDF\" /r \"TessaloomPDF:\"\r\n\t[gs2_AddPrinter_Thru_Dll] "
                        L"ends. Returns = 0\r\n[gs2_AutoSetupTessaloomPDF] Failed\r\n[gs2_AutoSetupTessaloomPDF] ends\r\nDriver "
-                       L"\"Never Installed PS\" is not installed for Windows x64: the printer installer could not add it", [] {
-             testkit::setStandInMode(L"noop"), customise(L"Printer=Never Installed PS");
-         }, true},
+                       L"\"Never Installed PS\" is not installed for Windows x64: the printer installer could not add it",
+         [] { testkit::setStandInMode(L"noop"), customise(L"Printer=Never Installed PS"); }, true},
         {L"-SETUP", 7, L"\t\tPrinter TessaloomPDF is on port \"LPT1:\", not on TessaloomPDF:.\r\n\t\tFailed = rundll32",
          [] { testkit::addPrinter(L"TessaloomPDF", L"LPT1:"), testkit::setStandInMode(L"keepold"); }, true},
         {L"-SETUP", 7, L"The setup file \"", [] { CreateDirectoryW(testkit::batchPath().c_str(), nullptr); }, true},
@@ -404,20 +403,15 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
         // the response file of the Tessaloom program kept.
         {L"-SETUP", 0, L"\tExisting redirected port (TessaloomPDF:) removed.\r\n", [] {
              gs2_AddRedirectedPortUsingRegistry(nullptr, L"TessaloomPDF:", L"C:\\old\\gswin32c.exe");
-             HKEY key;
-             RegOpenKeyExW(HKEY_LOCAL_MACHINE, kPortKey, 0, KEY_ALL_ACCESS, &key);
-             RegSetValueExW(key, L"Leftover", 0, REG_SZ, reinterpret_cast<const BYTE *>(L"x"), 4);
-             RegCloseKey(key);
-             testkit::addPrinter(L"TessaloomPDF", L"LPT1:");
-             testkit::writeFile(testkit::documentsDir() + L"\\TessaloomPDF\\tl2pdf.rsp", "own");
+             RegSetKeyValueW(HKEY_LOCAL_MACHINE, kPortKey, L"Leftover", REG_SZ, L"x", 4);
+             testkit::addPrinter(L"TessaloomPDF", L"LPT1:"), testkit::writeFile(rspPath(), "own");
          }, true, [] {
-             EXPECT_EQ(std::wstring::npos, testkit::portValues().find(L"Leftover"));
-             EXPECT_NE(std::wstring::npos, testkit::portValues().find(L"Command 1 60 C:\\gs\\gs9.05\\bin\\gswin32c.exe\n"));
-             EXPECT_EQ("own", testkit::readFile(testkit::documentsDir() + L"\\TessaloomPDF\\tl2pdf.rsp"));
-             auto runs = testkit::standInLog();
-             ASSERT_EQ(2u, runs.size());
-             EXPECT_NE(std::wstring::npos, runs[0].commandLine.find(L"printui.dll,PrintUIEntry /dl /n \"TessaloomPDF\""));
-             EXPECT_EQ(L"TessaloomPDF:", printerPort());
+             const std::wstring values = testkit::portValues(), runs = testkit::standInLog().size() == 2 ?
+                 testkit::standInLog()[0].commandLine : L"<not two runs>";
+             EXPECT_TRUE(values.find(L"Leftover") == std::wstring::npos &&
+                         values.find(L"Command 1 60 C:\\gs\\gs9.05\\bin\\gswin32c.exe\n") != std::wstring::npos) << values;
+             EXPECT_NE(std::wstring::npos, runs.find(L"printui.dll,PrintUIEntry /dl /n \"TessaloomPDF\"")) << runs;
+             EXPECT_EQ(L"own|TessaloomPDF:", testkit::widen(testkit::readFile(rspPath())) + L"|" + printerPort());
          }},
         // A file where the data folder should be is kept; the printer is installed all the same.
         {L"-SETUP", 14, L"\t[Message box, not shown] Message: A file stands where the folder " + testkit::documentsDir() +
@@ -452,9 +446,8 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
              ready(), held = CreateFileW(rspPath().c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
          }, true, [&] { CloseHandle(held); }},
         {L"-STATUS", 15, L"\r\nPDF output: C:\\tlpdf-nowhere\\%d.pdf\r\nThe folder C:\\tlpdf-nowhere for the PDF does not "
-                         L"exist (error 2: ", [] {
-             ready(), testkit::writeFile(rspPath(), "-sDEVICE=pdfwrite -o \"C:/tlpdf-nowhere/%%d.pdf\"\r\n");
-         }, true},
+                         L"exist (error 2: ",
+         [] { ready(), testkit::writeFile(rspPath(), "-sDEVICE=pdfwrite -o \"C:/tlpdf-nowhere/%%d.pdf\"\r\n"); }, true},
         {L"-STATUS", 16, L"\r\nPrint Spooler service is stopped.\r\nExit", [] { ready(), testkit::stopSpooler(); }, true},
         {L"-STATUS", 17, L"\r\nThe Print Spooler has no Redirected Port monitor loaded (error ", [] {
              ready();  // the monitor's library is gone: the spooler cannot load it
@@ -473,10 +466,8 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
          }, true, [] { portKeySecurity(kOpen); }},
         {L"\"-UNINSTALL\"", 0, L"\r\nCommand line: -LOG[C:\\tlpdf-cli.log] \"-UNINSTALL\"\r\n"},
         // The administrator's proof, each link broken for real: the user's PDF stays.
-        {L"-PRINTTEST -WAIT[3]", 24, L"\r\nNo PDF came at ", [] { printable(), DeleteFileW(kGswin); }, true, [] {
-             keptMine();
-             EXPECT_NE(std::wstring::npos, testkit::printLog().find(L"command not started: error 2"));
-         }},
+        {L"-PRINTTEST -WAIT[3]", 24, L"\r\nNo PDF came at ", [] { printable(), DeleteFileW(kGswin); }, true,
+         [] { keptMine(); EXPECT_NE(std::wstring::npos, testkit::printLog().find(L"command not started: error 2")); }},
         {L"-PRINTTEST", 15, L"\r\nThe folder C:\\tlpdf-nowhere for the PDF does not exist",
          [] { printable(), testkit::writeFile(rspPath(), "-o C:/tlpdf-nowhere/x.pdf"); }, true, keptMine},
         {L"-PRINTTEST", 22, L"\r\nThe response file's output \"-\" is not a plain file",
@@ -514,10 +505,7 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
         {L"-SETUP -MACHINE", 26, L"\r\n" + kMachineRsp + L" can be changed by NT AUTHORITY\\ANONYMOUS LOGON (S-1-5-7)", [] {
              testkit::removeTree(kMachineFolder), CreateDirectoryW(kMachineFolder, nullptr);
              testkit::writeFile(kMachineRsp, "-dNOSAFER"), onFile(L"chown nobody", kMachineRsp);
-         }, false, [] {
-             EXPECT_EQ("-dNOSAFER", testkit::readFile(kMachineRsp));
-             testkit::removeTree(kMachineFolder);
-         }},
+         }, false, [] { EXPECT_EQ("-dNOSAFER", testkit::readFile(kMachineRsp)); testkit::removeTree(kMachineFolder); }},
         {L"-STATUS", 11, L"\r\nGhostscript 10.00 is older than 10.03.1: ", [] { testkit::installGhostscript(true, L"10.00"); }},
         {L"-STATUS", 11, L"\r\nGhostscript 10.03.1, console program", [] { testkit::installGhostscript(true, L"10.03.1"); }, false,
          [] { EXPECT_EQ(std::wstring::npos, logText().find(L"is older than")); }},
