@@ -16,7 +16,6 @@
 #include "diag/trace.h"
 #include "res/resource.h"
 #include "support/appstate.h"
-#include "support/dlg.h"
 #include "support/dt.h"
 #include "support/msg.h"
 #include "support/settings.h"
@@ -228,21 +227,15 @@ void CALLBACK reenterWhileShowing(HWND, UINT, UINT_PTR id, DWORD)
         testkit::closeMessageBox(box);
 }
 
-TEST_F(Ui, MessageBoxesParkReentrantRequestsAndTakeTheTopModalAsOwner)
+TEST_F(Ui, MessageBoxesParkReentrantRequestsAndCentreOverTheFrame)
 {
     SetTimer(nullptr, 0, 50, reenterWhileShowing);
     EXPECT_EQ(IDOK, msgErrorBox(nullptr, L"the showing box"));
     EXPECT_EQ(0, g_parkedResults);  // none shown
 
     HWND fallback = CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 100, 80, 600, 480, nullptr, nullptr, nullptr, nullptr);
-    HWND modal = CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
     msgSetDefaultOwner(fallback);
     appSetFrameWindow(fallback);
-    ASSERT_EQ(1, dlgPushModal(modal));
-    EXPECT_EQ(modal, msgOwnerWindow());
-    DestroyWindow(modal);
-    EXPECT_EQ(modal, msgOwnerWindow());  // a dead top entry is handed out once, then dropped
-    EXPECT_EQ(0, dlgModalCount());
     BoxWatcher watcher;
     msgErrorBox(nullptr, L"owned");
     auto boxes = watcher.wait();
@@ -297,7 +290,7 @@ TEST_F(Ui, TraceLinesHeaderAndTheReadOnlyWarning)
     EXPECT_EQ(before, testkit::traceText());
 }
 
-TEST_F(Ui, DataWindowKeepsItsTextTopMostSettingAndPlace)
+TEST_F(Ui, DataWindowKeepsItsTextAndPlace)
 {
     const wchar_t *key = testkit::kSettingsKey;
     // A place of the wrong type counts as none: the default, along the bottom of the work area.
@@ -310,14 +303,8 @@ TEST_F(Ui, DataWindowKeepsItsTextTopMostSettingAndPlace)
     GetWindowRect(window, &area);
     const RECT standard = {work.left + 200, work.bottom - 140, work.right - 200, work.bottom};
     EXPECT_TRUE(EqualRect(&standard, &area));
-    dw_SetTopMost(1);
-    EXPECT_NE(0, GetWindowLongW(window, GWL_EXSTYLE) & WS_EX_TOPMOST);
-    dw_SetTopMost(0);
-    EXPECT_EQ(0, GetWindowLongW(window, GWL_EXSTYLE) & WS_EX_TOPMOST);
-    EXPECT_EQ(0, testkit::readRegDword(HKEY_CURRENT_USER, key, L"DataWinTopMost"));
     dw_AppendText(L"a");
-    dw_AppendLine(L"b");
-    dw_AppendText(L"c\xE9");
+    dw_AppendText(L"b\r\nc\xE9");
     HWND edit = GetDlgItem(window, DW_EDIT_ID);
     EXPECT_NE(0, GetWindowLongW(edit, GWL_STYLE) & WS_VISIBLE);
     EXPECT_EQ(L"ab\r\nc\xE9", testkit::windowText(edit));
