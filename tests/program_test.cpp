@@ -65,6 +65,8 @@ protected:
 TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
 {
     installGhostscript64(true);
+    const DWORD number = 5;
+    RegSetKeyValueW(HKEY_CURRENT_USER, testkit::kSettingsKey, L"data_Win_Rect", REG_DWORD, &number, sizeof number);
     ASSERT_TRUE(testkit::installPdfDriver(L"HP Color LaserJet 2800 Series PS"));
     const std::wstring redmon19 = testkit::nativeSystemDir() + L"\\redmon64.dll";
     ASSERT_TRUE(testkit::writeFile(redmon19, "MZ"));
@@ -105,11 +107,14 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
     EXPECT_TRUE(EqualRect(&inner, &client));
     EXPECT_EQ((area.left + area.right - (frame.right - frame.left)) / 2, frame.left);
     EXPECT_EQ((area.top + area.bottom - (frame.bottom - frame.top)) / 2, frame.top);
-    // The data window: owned by the main window, top-most while no setting says otherwise.
+    // The data window: owned by the main window, top-most while no setting says otherwise, and
+    // along the bottom of the work area while its place is of the wrong type.
     ASSERT_NE(nullptr, data);
     EXPECT_EQ(L"Debug/Code Info", windowText(data));
     EXPECT_EQ(main, GetWindow(data, GW_OWNER));
     EXPECT_NE(0, GetWindowLongW(data, GWL_EXSTYLE) & WS_EX_TOPMOST);
+    RECT place, standard = {area.left + 200, area.bottom - 140, area.right - 200, area.bottom};
+    EXPECT_TRUE(GetWindowRect(data, &place) && EqualRect(&standard, &place));
 
     {
         PostMessageW(main, WM_COMMAND, IDM_ABOUT, 0);

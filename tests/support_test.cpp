@@ -147,11 +147,11 @@ TEST(TextFiles, WritersPutMarkTextAndCrLfAndRefuseReadOnlyFilesWithAnEmptyWarnin
     std::wstring file = put(L"readonly.txt", "keep", 4);
     ASSERT_TRUE(SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_READONLY));
     for (Write write : {rows[0].write, rows[1].write}) {  // one creates, one opens
-        testkit::BoxWatcher watcher;
-        SetLastError(0xdeadbeef);
-        EXPECT_EQ(write(file.c_str()), 0);
-        EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));  // kept across the box
-        auto boxes = watcher.wait();
+        auto boxes = testkit::boxesDuring([&] {
+            SetLastError(0xdeadbeef);
+            EXPECT_EQ(write(file.c_str()), 0);
+            EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));  // kept across the box
+        });
         EXPECT_TRUE(boxes.size() == 1 && boxes[0].caption == L"  Warning" && boxes[0].text.empty()) << boxes.size();
         EXPECT_EQ(testkit::readFile(file), "keep");
     }

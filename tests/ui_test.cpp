@@ -25,7 +25,6 @@
 
 namespace {
 
-using testkit::BoxWatcher;
 using testkit::loadString;
 
 std::wstring tracePath()
@@ -35,11 +34,11 @@ std::wstring tracePath()
     return path;
 }
 
-// What the boxes a watcher saw said, a line each: "caption|text".
-std::wstring seen(BoxWatcher &watcher)
+// What the boxes shown during `action` said, a line each: "caption|text".
+std::wstring seen(const std::function<void()> &action, int count = 1)
 {
     std::wstring lines;
-    for (const auto &box : watcher.wait())
+    for (const auto &box : testkit::boxesDuring(action, count))
         lines += box.caption + L"|" + box.text + L"\n";
     return lines;
 }
@@ -188,9 +187,8 @@ TEST_F(Ui, DebugModeStartsATraceThatTheReportButtonMails)
 TEST_F(Ui, NonAdministratorIsWarnedAndTheWindowCloses)
 {
     sysTestSetAdmin(0);
-    BoxWatcher watcher;
-    ASSERT_NE(nullptr, open());
-    EXPECT_EQ(L"  Warning|This program must be run as Administrator in order to work. Program will not start.\n", seen(watcher));
+    EXPECT_EQ(L"  Warning|This program must be run as Administrator in order to work. Program will not start.\n",
+              seen([] { ASSERT_NE(nullptr, open()); }));
     pump();
     EXPECT_FALSE(IsWindow(appGetMainWindow()));
 }
@@ -203,16 +201,13 @@ TEST_F(Ui, MessageBoxesCaptionsTextsAndTheIdsThatStaySilent)
         EXPECT_EQ(0, msgErrorBoxIdText(nullptr, id, L"extra")) << id;
     }
     EXPECT_EQ(nullptr, testkit::findMessageBox(GetCurrentProcessId()));
-    BoxWatcher watcher(4);
-    EXPECT_EQ(IDOK, msgErrorBox(nullptr, L"body"));
-    EXPECT_EQ(IDOK, msgWarningBox(nullptr, L"body"));
-    msgErrorBox2(nullptr, L"first", L"second");
-    msgErrorBox2(nullptr, L"alone", L"");
-    EXPECT_EQ(L" Error|body\n  Warning|body\n Error|first\r\n\r\nsecond\n Error|alone\n", seen(watcher));
+    EXPECT_EQ(L" Error|body\n  Warning|body\n Error|first\r\n\r\nsecond\n Error|alone\n", seen([] {
+                  EXPECT_EQ(IDOK, msgErrorBox(nullptr, L"body"));
+                  EXPECT_EQ(IDOK, msgWarningBox(nullptr, L"body"));
+                  msgErrorBox2(nullptr, L"first", L"second"), msgErrorBox2(nullptr, L"alone", L"");
+              }, 4));
     // A document the shell cannot open: one box, as silent as its message ids.
-    BoxWatcher shell;
-    EXPECT_GE(32, OpenDocumentOrUrl(nullptr, L"C:\\tlpdf-no-such-document.tlpdf"));
-    EXPECT_EQ(L" Message|\n", seen(shell));
+    EXPECT_EQ(L" Message|\n", seen([] { EXPECT_GE(32, OpenDocumentOrUrl(nullptr, L"C:\\tlpdf-no-such-document.tlpdf")); }));
 }
 
 // Requests made while a box is up show no second box: they are parked, and nothing shows them.
@@ -236,9 +231,7 @@ TEST_F(Ui, MessageBoxesParkReentrantRequestsAndCentreOverTheFrame)
     HWND fallback = CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 100, 80, 600, 480, nullptr, nullptr, nullptr, nullptr);
     msgSetDefaultOwner(fallback);
     appSetFrameWindow(fallback);
-    BoxWatcher watcher;
-    msgErrorBox(nullptr, L"owned");
-    auto boxes = watcher.wait();
+    auto boxes = testkit::boxesDuring([] { msgErrorBox(nullptr, L"owned"); });
     DestroyWindow(fallback);
     ASSERT_EQ(1u, boxes.size());
     EXPECT_EQ(fallback, boxes[0].owner);
@@ -284,25 +277,15 @@ TEST_F(Ui, TraceLinesHeaderAndTheReadOnlyWarning)
 
     SetFileAttributesW(tracePath().c_str(), FILE_ATTRIBUTE_READONLY);
     const std::wstring before = testkit::traceText();
-    BoxWatcher watcher;
-    dbg_WriteTrace(L"second", 1, 0);
-    EXPECT_EQ(L"  Warning|\n", seen(watcher));  // an empty box
+    EXPECT_EQ(L"  Warning|\n", seen([] { dbg_WriteTrace(L"second", 1, 0); }));  // an empty box
     EXPECT_EQ(before, testkit::traceText());
 }
 
 TEST_F(Ui, DataWindowKeepsItsTextAndPlace)
 {
     const wchar_t *key = testkit::kSettingsKey;
-    // A place of the wrong type counts as none: the default, along the bottom of the work area.
-    const DWORD number = 5;
-    RegSetKeyValueW(HKEY_CURRENT_USER, key, L"data_Win_Rect", REG_DWORD, &number, sizeof number);
     HWND window = dw_OpenDataWindow(nullptr, nullptr);
     ASSERT_EQ(window, dw_OpenDataWindow(nullptr, nullptr));
-    RECT work, area;
-    SystemParametersInfoW(SPI_GETWORKAREA, 0, &work, 0);
-    GetWindowRect(window, &area);
-    const RECT standard = {work.left + 200, work.bottom - 140, work.right - 200, work.bottom};
-    EXPECT_TRUE(EqualRect(&standard, &area));
     dw_AppendText(L"a");
     dw_AppendText(L"b\r\nc\xE9");
     HWND edit = GetDlgItem(window, DW_EDIT_ID);
@@ -328,6 +311,8 @@ TEST_F(Ui, DataWindowKeepsItsTextAndPlace)
     EXPECT_FALSE(dw_IsDataWindowOpen());
     EXPECT_EQ(L"((50, 60), (450, 260))", testkit::readRegString(HKEY_CURRENT_USER, key, L"data_Win_Rect"));
     // Read back no smaller than 200 by 100, and pulled into the work area.
+    RECT work, area;
+    SystemParametersInfoW(SPI_GETWORKAREA, 0, &work, 0);
     const struct { const wchar_t *stored; RECT place; } places[] = {
         {L"((100, 100), (150, 120))", {100, 100, 300, 200}},
         {L"((-50, 700), (350, 900))", {work.left, work.bottom - 200, work.left + 400, work.bottom}}};

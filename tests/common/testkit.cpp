@@ -3,6 +3,7 @@
 #include <shellapi.h>
 #include <algorithm>
 #include <filesystem>
+#include <thread>
 #include "diag/trace.h"
 
 namespace testkit {
@@ -136,35 +137,21 @@ void closeMessageBox(HWND box)
     PostMessageW(box, WM_COMMAND, GetDlgItem(box, IDOK) ? IDOK : IDCANCEL, 0);
 }
 
-BoxWatcher::BoxWatcher(int count, DWORD timeoutMs) : count_(count), timeoutMs_(timeoutMs)
+std::vector<BoxInfo> boxesDuring(const std::function<void()> &action, int count, DWORD timeoutMs)
 {
-    thread_ = CreateThread(nullptr, 0, run, this, 0, nullptr);
-}
-
-BoxWatcher::~BoxWatcher() { wait(); }
-
-DWORD WINAPI BoxWatcher::run(void *self)
-{
-    auto *w = static_cast<BoxWatcher *>(self);
-    for (int i = 0; i < w->count_; i++) {
-        HWND box = nullptr;
-        if (!waitFor([&] { return (box = findMessageBox(GetCurrentProcessId())) != nullptr; }, w->timeoutMs_))
-            break;
-        w->boxes_.push_back(readMessageBox(box));
-        closeMessageBox(box);
-        waitFor([&] { return !IsWindow(box); }, w->timeoutMs_);
-    }
-    return 0;
-}
-
-std::vector<BoxInfo> BoxWatcher::wait()
-{
-    if (thread_) {
-        WaitForSingleObject(thread_, INFINITE);
-        CloseHandle(thread_);
-        thread_ = nullptr;
-    }
-    return boxes_;
+    std::vector<BoxInfo> boxes;
+    std::thread watcher([&] {
+        for (HWND box = nullptr; static_cast<int>(boxes.size()) < count; box = nullptr) {
+            if (!waitFor([&] { return (box = findMessageBox(GetCurrentProcessId())) != nullptr; }, timeoutMs))
+                break;
+            boxes.push_back(readMessageBox(box));
+            closeMessageBox(box);
+            waitFor([&] { return !IsWindow(box); }, timeoutMs);
+        }
+    });
+    action();
+    watcher.join();
+    return boxes;
 }
 
 HWND findTopWindow(DWORD processId, const wchar_t *windowClass, const wchar_t *title)

@@ -28,21 +28,9 @@ HWND findMessageBox(DWORD processId);  // a visible one: #32770 with the static 
 BoxInfo readMessageBox(HWND box);
 void closeMessageBox(HWND box);  // its default button, or else Cancel
 
-// Watches this process from a second thread: records and closes up to `count` boxes.
-class BoxWatcher {
-public:
-    explicit BoxWatcher(int count = 1, DWORD timeoutMs = 10000);
-    ~BoxWatcher();
-    BoxWatcher(const BoxWatcher &) = delete;
-    BoxWatcher &operator=(const BoxWatcher &) = delete;
-    std::vector<BoxInfo> wait();  // joins the watcher; returns what it saw
-private:
-    static DWORD WINAPI run(void *self);
-    int count_;
-    DWORD timeoutMs_;
-    HANDLE thread_;
-    std::vector<BoxInfo> boxes_;
-};
+// Runs `action` while a second thread records and closes the boxes this process shows, up to
+// `count` of them (each awaited up to `timeoutMs`); returns what it saw.
+std::vector<BoxInfo> boxesDuring(const std::function<void()> &action, int count = 1, DWORD timeoutMs = 10000);
 
 HWND findTopWindow(DWORD processId, const wchar_t *windowClass, const wchar_t *title = nullptr);
 HWND waitTopWindow(DWORD processId, const wchar_t *windowClass, const wchar_t *title = nullptr,
