@@ -28,6 +28,7 @@
 
 namespace {
 
+using testkit::keyExists;
 using testkit::kMonitorKey;
 using testkit::kPortKey;
 using testkit::kSettingsKey;
@@ -35,12 +36,6 @@ const wchar_t kLog[] = L"C:\\tlpdf-cli.log";
 const wchar_t kGswin[] = L"C:\\gs\\gs9.05\\bin\\gswin32c.exe";
 std::wstring rspPath() { return testkit::documentsDir() + L"\\TessaloomPDF\\tl2pdf.rsp"; }
 std::wstring userPdf() { return testkit::documentsDir() + L"\\TessaloomPDF\\TessaloomPDF.pdf"; }
-
-bool keyExists(HKEY root, const wchar_t *path)
-{
-    HKEY key;
-    return RegOpenKeyExW(root, path, 0, KEY_READ, &key) == ERROR_SUCCESS && RegCloseKey(key) == ERROR_SUCCESS;
-}
 
 std::wstring logText() { return testkit::markedText(kLog); }
 

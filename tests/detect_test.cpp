@@ -23,12 +23,6 @@ void setValue(HKEY root, const std::wstring &path, REGSAM view, const wchar_t *n
     RegCloseKey(key);
 }
 
-bool keyIn(const wchar_t *path)
-{
-    HKEY key;
-    return RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &key) == 0 && RegCloseKey(key) == 0;
-}
-
 class Detection : public testing::Test {
 protected:
     void SetUp() override
@@ -91,8 +85,8 @@ TEST_F(Detection, GhostscriptVersionPlaceAndConsoleProgram)
                   std::to_wstring(installed * found) + gs2_ChosenVersion() + L"|" + console);
     }
     // Only the first place is created when missing, in this process's own view.
-    EXPECT_TRUE(keyIn(L"Software\\GPL Ghostscript"));
-    EXPECT_FALSE(keyIn(L"Software\\Artifex Ghostscript"));
+    EXPECT_TRUE(testkit::keyExists(HKEY_LOCAL_MACHINE, L"Software\\GPL Ghostscript"));
+    EXPECT_FALSE(testkit::keyExists(HKEY_LOCAL_MACHINE, L"Software\\Artifex Ghostscript"));
 }
 
 TEST_F(Detection, RedMonLibraryByEitherVersionsNames)

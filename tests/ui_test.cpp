@@ -27,12 +27,7 @@ namespace {
 
 using testkit::loadString;
 
-std::wstring tracePath()
-{
-    wchar_t path[260];
-    dbg_GetTraceFilePath(path);
-    return path;
-}
+using testkit::tracePath;
 
 // What the boxes shown during `action` said, a line each: "caption|text".
 std::wstring seen(const std::function<void()> &action, int count = 1)

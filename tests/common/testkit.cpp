@@ -174,12 +174,13 @@ std::wstring markedText(const std::wstring &path)
     return std::wstring(reinterpret_cast<const wchar_t *>(bytes.data() + 2), (bytes.size() - 2) / 2);
 }
 
-std::wstring traceText()
+std::wstring tracePath()
 {
     wchar_t path[MAX_PATH];
-    dbg_GetTraceFilePath(path);
-    return markedText(path);
+    return dbg_GetTraceFilePath(path), path;
 }
+
+std::wstring traceText() { return markedText(tracePath()); }
 
 Child::Child(const std::wstring &exe, const std::wstring &arguments, const std::wstring &workDir)
 {
@@ -262,6 +263,12 @@ long readRegDword(HKEY root, const wchar_t *path, const wchar_t *name)
 {
     DWORD value = 0, size = sizeof value;
     return RegGetValueW(root, path, name, RRF_RT_REG_DWORD, nullptr, &value, &size) == 0 ? static_cast<long>(value) : -1;
+}
+
+bool keyExists(HKEY root, const wchar_t *path)
+{
+    HKEY key;
+    return RegOpenKeyExW(root, path, 0, KEY_READ, &key) == ERROR_SUCCESS && RegCloseKey(key) == ERROR_SUCCESS;
 }
 
 bool deleteRegTree(HKEY root, const wchar_t *path)

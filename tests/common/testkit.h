@@ -38,6 +38,7 @@ HWND waitTopWindow(DWORD processId, const wchar_t *windowClass, const wchar_t *t
 // A UTF-16LE file's text after its byte-order mark ("<no mark>" when the file lacks one), and
 // the debug trace's.
 std::wstring markedText(const std::wstring &path);
+std::wstring tracePath();
 std::wstring traceText();
 
 class Child {
@@ -69,6 +70,7 @@ std::wstring readRegString(HKEY root, const wchar_t *path, const wchar_t *name);
 // A REG_DWORD value; -1 when it is absent or of another type.
 long readRegDword(HKEY root, const wchar_t *path, const wchar_t *name);
 bool deleteRegTree(HKEY root, const wchar_t *path);
+bool keyExists(HKEY root, const wchar_t *path);
 
 // The test runner also serves as a child program: "runner.exe --mode ARGS..." runs the mode
 // registered under that first argument instead of the tests and exits with its result.

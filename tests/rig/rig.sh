@@ -15,11 +15,10 @@ rig_wine_env() {
 }
 
 rig_start_xvfb() {
-    local fdfile
+    local fdfile i
     fdfile=$(mktemp)
     Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$fdfile" >/dev/null 2>&1 &
     RIG_XVFB_PID=$!
-    local i
     for i in $(seq 1 200); do
         [ -s "$fdfile" ] && break
         kill -0 "$RIG_XVFB_PID" 2>/dev/null || { rig_log "Xvfb did not start"; return 1; }
