@@ -26,7 +26,6 @@
 namespace {
 
 using testkit::loadString;
-
 using testkit::tracePath;
 
 // What the boxes shown during `action` said, a line each: "caption|text".
