@@ -306,7 +306,7 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
         EXPECT_FALSE(keyExists(HKEY_CURRENT_USER, L"Software\\Brindlecourt"));
     };
     const std::wstring percentTemp = testkit::tempDir(L"cli-100%");
-    wchar_t oldTemp[MAX_PATH] = L"";
+    std::wstring oldTemp;
     const struct Row {
         const wchar_t *arguments;
         DWORD code;
@@ -364,10 +364,8 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
          [] { testkit::addPrinter(L"TessaloomPDF", L"LPT1:"), testkit::setStandInMode(L"keepold"); }, true},
         {L"-SETUP", 7, L"The setup file \"", [] { CreateDirectoryW(testkit::batchPath().c_str(), nullptr); }, true},
         // Nor one whose path cmd would expand.
-        {L"-SETUP", 7, L"The setup file \"" + percentTemp + L"\\tl2pdf_setup.bat\"", [&] {
-             GetEnvironmentVariableW(L"TEMP", oldTemp, MAX_PATH);
-             SetEnvironmentVariableW(L"TEMP", percentTemp.c_str()), SetEnvironmentVariableW(L"TMP", percentTemp.c_str());
-         }, true, [&] { SetEnvironmentVariableW(L"TEMP", oldTemp), SetEnvironmentVariableW(L"TMP", oldTemp); }},
+        {L"-SETUP", 7, L"The setup file \"" + percentTemp + L"\\tl2pdf_setup.bat\"", [&] { oldTemp = testkit::setTemp(percentTemp); },
+         true, [&] { testkit::setTemp(oldTemp); }},
         {L"-SETUP -DRIVER[100% PS]", 10, refused + L"100% PS\" cannot be used"},
         {L"-SETUP", 10, refused, [] { customise(L"Printer=HP PS\xFF02 & echo INJECTED>C:\\tlpdf-injected.txt & rem \xFF02"); }},
         {L"-SETUP", 10, refused, [] { customise(L"Printer=HP \xFF05windir\xFF05 PS \xFF06 more"); }},
@@ -398,8 +396,8 @@ TEST_F(Cli, ExitCodesAndLogsNameWhatHappened)
              RegSetKeyValueW(HKEY_LOCAL_MACHINE, kPortKey, L"Leftover", REG_SZ, L"x", 4);
              testkit::addPrinter(L"TessaloomPDF", L"LPT1:"), testkit::writeFile(rspPath(), "own");
          }, true, [] {
-             const std::wstring values = testkit::portValues(), runs = testkit::standInLog().size() == 2 ?
-                 testkit::standInLog()[0].commandLine : L"<not two runs>";
+             const auto log = testkit::standInLog();
+             const std::wstring values = testkit::portValues(), runs = log.size() == 2 ? log[0].commandLine : L"<not two runs>";
              EXPECT_TRUE(values.find(L"Leftover") == std::wstring::npos &&
                          values.find(L"Command 1 60 C:\\gs\\gs9.05\\bin\\gswin32c.exe\n") != std::wstring::npos) << values;
              EXPECT_NE(std::wstring::npos, runs.find(L"printui.dll,PrintUIEntry /dl /n \"TessaloomPDF\"")) << runs;

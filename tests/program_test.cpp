@@ -82,11 +82,9 @@ TEST_F(Program, SetsUpTodaysMachineFromTheWindow)
 
     // cmd splits an unquoted path at "&": the batch file must still run from such a folder.
     const std::wstring temp = testkit::tempDir(L"a&b (c) ^d e");
-    wchar_t oldTemp[MAX_PATH] = L"";
-    GetEnvironmentVariableW(L"TEMP", oldTemp, MAX_PATH);
-    SetEnvironmentVariableW(L"TEMP", temp.c_str()), SetEnvironmentVariableW(L"TMP", temp.c_str());
+    const std::wstring oldTemp = testkit::setTemp(temp);
     Child child(program(), L"", work);
-    SetEnvironmentVariableW(L"TEMP", oldTemp), SetEnvironmentVariableW(L"TMP", oldTemp);
+    testkit::setTemp(oldTemp);
     HWND main = testkit::waitTopWindow(child.pid(), L"tlpdf_class");
     ASSERT_NE(nullptr, main);
     HWND data = testkit::waitTopWindow(child.pid(), L"tl_DataWin");

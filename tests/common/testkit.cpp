@@ -250,6 +250,14 @@ std::wstring setDocuments(const std::wstring &folder)
 
 void restoreDocuments(const std::wstring &previous) { putDocuments(previous); }
 
+std::wstring setTemp(const std::wstring &folder)
+{
+    wchar_t previous[MAX_PATH] = L"";
+    GetEnvironmentVariableW(L"TEMP", previous, MAX_PATH);
+    SetEnvironmentVariableW(L"TEMP", folder.c_str()), SetEnvironmentVariableW(L"TMP", folder.c_str());
+    return previous;
+}
+
 std::wstring readRegString(HKEY root, const wchar_t *path, const wchar_t *name)
 {
     wchar_t data[1024] = L"";

@@ -65,6 +65,8 @@ std::wstring exeAsWindowsVersion(const std::wstring &exe, const std::wstring &ne
 // the previous setting for restoreDocuments ("" when there was none).
 std::wstring setDocuments(const std::wstring &folder);
 void restoreDocuments(const std::wstring &previous);
+// Points this process's TEMP and TMP (and so its children's) at `folder`; returns the previous TEMP.
+std::wstring setTemp(const std::wstring &folder);
 
 std::wstring readRegString(HKEY root, const wchar_t *path, const wchar_t *name);
 // A REG_DWORD value; -1 when it is absent or of another type.
